@@ -1,0 +1,65 @@
+#include "platform/Platform.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+// Console fallback: messages go to standard error, questions answer "no" and
+// file dialogs "cancel", text is measured at a fixed 7 pixels a character.
+void PlatformBackend::ShowError(const char* text) { std::fprintf(stderr, "glimmerstroll: %s\n", text); }
+int PlatformBackend::AskYesNo(const char*, const char*) { return 0; }
+int PlatformBackend::AskYesNoCancel(const char*, const char*) { return -1; }
+int PlatformBackend::ChooseOpenFile(CPWnd*, FSpec*, const char*, const char*, FSpec*, bool) { return 0; }
+int PlatformBackend::ChooseSaveFile(CPWnd*, FSpec*, const char*, const char*, FSpec*) { return 0; }
+long PlatformBackend::TextWidth(const char* text) { return text ? 7 * static_cast<long>(std::strlen(text)) : 0; }
+void PlatformBackend::DrawDIB(tagRECT&, tagRECT&, CDIB*, void*) {}
+void PlatformBackend::Beep(int) {}
+
+namespace {
+PlatformBackend gConsoleBackend;
+PlatformBackend* gBackend = &gConsoleBackend;
+}  // namespace
+
+PlatformBackend* GetPlatformBackend() { return gBackend; }
+
+PlatformBackend* SetPlatformBackend(PlatformBackend* backend) {
+    PlatformBackend* previous = gBackend;
+    gBackend = backend ? backend : &gConsoleBackend;
+    return previous;
+}
+
+void ErrorBox(const char* text, long code) {
+    char message[256];
+    char full[300];
+    if (code == -9999)
+        std::snprintf(full, sizeof full, "%s", text ? text : "");
+    else
+        std::snprintf(full, sizeof full, "%s  [ %ld ]", text ? text : "", code);
+    std::snprintf(message, sizeof message, "%s", full);  // cut to 255 characters
+    gBackend->ShowError(message);
+}
+
+int YesNoBox(const char* text, const char* title) { return gBackend->AskYesNo(text, title); }
+int YesNoCancelBox(const char* text, const char* title) { return gBackend->AskYesNoCancel(text, title); }
+
+int OpenFileDialog(CPWnd* parent, FSpec* result, const char* filter, const char* extension,
+                   FSpec* start, bool flag) {
+    return gBackend->ChooseOpenFile(parent, result, filter, extension, start, flag);
+}
+
+int SaveFileDialog(CPWnd* parent, FSpec* result, const char* filter, const char* extension,
+                   FSpec* start) {
+    return gBackend->ChooseSaveFile(parent, result, filter, extension, start);
+}
+
+long GetTextWidth(const char* text) { return gBackend->TextWidth(text); }
+void DIBDraw(tagRECT& target, tagRECT& source, CDIB* dib, void* port) { gBackend->DrawDIB(target, source, dib, port); }
+void Sound(int kind) { gBackend->Beep(kind); }
+
+unsigned char* AllocMemBlock(long size) {
+    if (size <= 0) return nullptr;
+    return new (std::nothrow) unsigned char[static_cast<size_t>(size)];
+}
+
+void FreeMemBlock(unsigned char* block) { delete[] block; }
