@@ -17,6 +17,31 @@ void PlatformBackend::DrawDIB(tagRECT&, tagRECT&, CDIB*, void*) {}
 void PlatformBackend::Beep(int) {}
 
 namespace {
+// What the console fallback hands out as a font: a description only.
+struct ConsoleFont {
+    char face[32];
+    int points;
+    bool bold;
+};
+}  // namespace
+
+void* PlatformBackend::MakeFont(const char* face, int points, bool bold) {
+    auto* font = new (std::nothrow) ConsoleFont{};
+    if (!font) return nullptr;
+    std::snprintf(font->face, sizeof font->face, "%s", face ? face : "");
+    font->points = points;
+    font->bold = bold;
+    return font;
+}
+
+void PlatformBackend::RemoveFont(void* font) { delete static_cast<ConsoleFont*>(font); }
+
+void PlatformBackend::ScreenSize(long& width, long& height) {
+    width = 1920;
+    height = 1080;
+}
+
+namespace {
 PlatformBackend gConsoleBackend;
 PlatformBackend* gBackend = &gConsoleBackend;
 }  // namespace

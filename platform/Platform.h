@@ -30,6 +30,13 @@ public:
     // Scales `source` of `dib` into `target` of the window behind `port`.
     virtual void DrawDIB(tagRECT& target, tagRECT& source, CDIB* dib, void* port);
     virtual void Beep(int kind);
+
+    // Interface fonts: a handle for `face` at `points`, released by RemoveFont
+    // of the same backend. Null when the font cannot be made.
+    virtual void* MakeFont(const char* face, int points, bool bold);
+    virtual void RemoveFont(void* font);
+    // Size of the main screen in pixels.
+    virtual void ScreenSize(long& width, long& height);
 };
 
 // The backend in use (never null: the console fallback when none was installed).
