@@ -18,6 +18,10 @@
 struct FSpec;
 class CPFile;
 
+// False when 16-bit source words are stored little-endian and must be swapped
+// into host order before CopyScale decodes them; true leaves them as they are.
+extern bool gWin32;
+
 // The information header's fields, in host byte order (it never goes to a file
 // unchanged; the writers emit files field by field).
 struct DIBHeader {
