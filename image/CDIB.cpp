@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 
+#include "motion/Geometry.h"
 #include "platform/Platform.h"
 
 // True when 16-bit source words are already in host order (little-endian hosts
@@ -198,8 +199,8 @@ int CDIB::Copy(CDIB* destination, bool create) {
 int CDIB::CopyCrop(CDIB* destination, tagRECT& rect) {
     if (!destination || !header) return 0;
     if (destination == this) return 0;  // creating the destination would free the source
-    const long cropWidth = static_cast<long>(rect.right) - rect.left;
-    const long cropHeight = static_cast<long>(rect.bottom) - rect.top;
+    const long cropWidth = RectWidth(rect, false);
+    const long cropHeight = RectHgt(rect, false);
     const int depth = header->bitCount;
     if (!destination->Create(cropWidth, cropHeight, depth)) return 0;
     if (depth == 8) std::memcpy(destination->GetPalette(), GetPalette(), 1024);
