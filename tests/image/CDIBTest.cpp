@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "image/CDIB.h"
-#include "platform/Platform.h"
 
 namespace {
 
@@ -228,28 +227,4 @@ TEST(CDIBCreate8Bit, FixedPalettesAndSourceReadingQuirks) {
     ASSERT_EQ(indexed.Create8Bit(&kept, false), 1);
     EXPECT_EQ(At(kept, 1, 0), 9);
     EXPECT_EQ(kept.GetPalette()[4 * 9 + 1], 1);
-}
-
-namespace {
-struct DrawRecorder : PlatformBackend {
-    int calls = 0;
-    tagRECT source{};
-    void DrawDIB(tagRECT&, tagRECT& s, CDIB*, void*) override {
-        ++calls;
-        source = s;
-    }
-};
-}  // namespace
-
-TEST(CDIBDraw, WholePictureIsTheDefaultSource) {
-    DrawRecorder recorder;
-    PlatformBackend* previous = SetPlatformBackend(&recorder);
-    CDIB dib(30, 20, 24), empty(0, 0, 24);
-    tagRECT target{0, 0, 10, 10};
-    dib.Draw(target, nullptr);
-    empty.Draw(target, nullptr);
-    SetPlatformBackend(previous);
-    EXPECT_EQ(recorder.calls, 1);
-    EXPECT_EQ(recorder.source.right, 30);
-    EXPECT_EQ(recorder.source.bottom, 20);
 }
