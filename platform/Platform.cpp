@@ -47,6 +47,7 @@ PlatformBackend* gBackend = &gConsoleBackend;
 }  // namespace
 
 PlatformBackend* GetPlatformBackend() { return gBackend; }
+PlatformBackend* GetConsoleBackend() { return &gConsoleBackend; }
 
 PlatformBackend* SetPlatformBackend(PlatformBackend* backend) {
     PlatformBackend* previous = gBackend;
@@ -61,7 +62,7 @@ void ErrorBox(const char* text, long code) {
         std::snprintf(full, sizeof full, "%s", text ? text : "");
     else
         std::snprintf(full, sizeof full, "%s  [ %ld ]", text ? text : "", code);
-    std::snprintf(message, sizeof message, "%s", full);  // cut to 255 characters
+    std::snprintf(message, sizeof message, "%.255s", full);  // cut to 255 characters
     gBackend->ShowError(message);
 }
 

@@ -43,6 +43,8 @@ public:
 PlatformBackend* GetPlatformBackend();
 // Installs a backend; null restores the console fallback. Returns the previous one.
 PlatformBackend* SetPlatformBackend(PlatformBackend* backend);
+// The console fallback itself (lives as long as the program).
+PlatformBackend* GetConsoleBackend();
 
 // Standard boxes and dialogs.
 void ErrorBox(const char* text, long code);
