@@ -162,6 +162,11 @@ int CDoc::AddKey() {
     long zoom = 0;
     if (GetEditorLink()->GetTimelineZoom(zoom) && zoom < 8) tolerance = zoom / 2;
 
+    // The key's content: the stage's camera, or without a stage the camera
+    // at this frame, taken before the key list changes.
+    KeyStruct key;
+    if (!GetEditorLink()->GetStageKey(key)) QueueKey(&key, picture, frame, 0);
+
     const int count = std::clamp(keyCount[picture], 0, kMaxKeys);
     int index = -1;
     for (int k = 0; k < count; k++) {
@@ -182,8 +187,6 @@ int CDoc::AddKey() {
     // The undo record is key 0 as it was, moved to the time of the new key.
     KeyStruct record = keys[picture][0];
 
-    KeyStruct key;
-    if (!GetEditorLink()->GetStageKey(key)) QueueKey(&key, picture, frame, 0);
     key.time = index == 0 ? 0 : static_cast<int32_t>(frame - start);
     key.picStart = keys[picture][0].picStart;
     key.undoAction = 0;
