@@ -82,6 +82,7 @@ int InitEnvironment(void* instance, const char* name, int mode) {
     gEnv.hostMode = mode;
     gInstance = instance;
     std::snprintf(gEnv.programName, sizeof gEnv.programName, "%s", name ? name : "");
+    // The cursor is the window layer's: each of its windows shows the arrow.
     MakeFonts();
     // Modes 1000 and 1001 would open a resource bundle; the Linux build keeps
     // its resources compiled in, so no mode opens one.

@@ -88,13 +88,9 @@ int CopyToMacFSSpec(PlatformPath* out, const FSpec* in) {
     char name[sizeof in->name];
     std::memcpy(name, in->name, sizeof name);
     name[sizeof name - 1] = '\0';
-    int fits = AbsolutePath(name, out->path, sizeof out->path);
-    if (!fits) {
-        out->path[0] = '\0';
-        return 0;
-    }
-    if (in->volume == kPathFormId && in->parent == kPathFormId) return Exists(out->path, nullptr);
+    if (in->volume == kPathFormId && in->parent == kPathFormId) return GetFSSpecFromPath(name, out);
     // Platform form: a specification of a file that does not exist yet is valid.
+    if (!AbsolutePath(name, out->path, sizeof out->path)) out->path[0] = '\0';
     return 1;
 }
 
@@ -122,7 +118,10 @@ int GetPathFromFSSpec(const PlatformPath* spec, char* path) {
 
 int GetFSSpecFromPath(const char* path, PlatformPath* out) {
     out->path[0] = '\0';
-    if (!path || !AbsolutePath(path, out->path, sizeof out->path)) return 0;
+    if (!path || !AbsolutePath(path, out->path, sizeof out->path)) {
+        out->path[0] = '\0';
+        return 0;
+    }
     return out->path[0] != '\0' && Exists(out->path, nullptr);
 }
 
