@@ -89,7 +89,7 @@ int CopyToMacFSSpec(PlatformPath* out, const FSpec* in) {
     std::memcpy(name, in->name, sizeof name);
     name[sizeof name - 1] = '\0';
     if (in->volume == kPathFormId && in->parent == kPathFormId) return GetFSSpecFromPath(name, out);
-    // Platform form: a specification of a file that does not exist yet is valid.
+    // Platform form: a name for a file that does not exist yet is valid too.
     if (!AbsolutePath(name, out->path, sizeof out->path)) out->path[0] = '\0';
     return 1;
 }
@@ -138,7 +138,7 @@ int CPFile::Open(FSpec* file, int mode) {
     PlatformPath target;
     bool converted = CopyToMacFSSpec(&target, file) != 0;
     if (!converted && !(mode & kFileWrite)) return 0;
-    // The object's own specification: the opened file's full path.
+    // The object's own FSpec: the opened file's full path.
     if (!GetPathFromFSSpec(&target, spec.name))
         std::snprintf(spec.name, sizeof spec.name, "%.255s", target.path);
     spec.volume = kPathFormId;

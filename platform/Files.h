@@ -1,4 +1,4 @@
-// File specifications, the portable file object, and the file-name helpers.
+// File names (FSpec), the portable file object, and the file-name helpers.
 //
 // An FSpec names a file in one of two forms:
 //  - path form: volume and parent are both kPathFormId (9991) and name holds an
@@ -30,7 +30,7 @@ struct FSpec {
 #pragma pack(pop)
 static_assert(sizeof(FSpec) == 262, "FSpec is a 262-byte record");
 
-// The platform's own file specification: an absolute POSIX path.
+// The platform's own way to name a file: an absolute POSIX path.
 struct PlatformPath {
     char path[1024];
 };

@@ -137,7 +137,7 @@ TEST(FSpecConversion, FormsAndEmptySpec) {
     CPFile none;
     EXPECT_EQ(none.Open(&empty, kFileWrite), 0);
 
-    // A path-form spec converts only when the path exists.
+    // A path-form FSpec converts only when the path exists.
     FSpec pathForm;
     MakePathSpec(pathForm, (dir / "new.tga").c_str());
     EXPECT_EQ(CopyToMacFSSpec(&target, &pathForm), 0);
@@ -158,7 +158,7 @@ TEST(FSpecConversion, FormsAndEmptySpec) {
     EXPECT_STREQ(created.GetFSpec()->name, (dir / "later.bmp").c_str());
     ASSERT_EQ(chdir(cwd), 0);
 
-    // Back to a path-form spec: folders end with a separator; a missing folder fails.
+    // Back to a path-form FSpec: folders end with a separator; a missing folder fails.
     std::snprintf(target.path, sizeof target.path, "%s", dir.path.c_str());
     FSpec back;
     EXPECT_EQ(CopyFromMacFSSpec(&back, &target), 1);
