@@ -1,0 +1,15 @@
+#include "image/HostImage.h"
+
+bool gGetImageFromTimeline = false;
+
+namespace {
+SourceImageFetch gFetch = nullptr;
+}  // namespace
+
+int GetSourceImage(CDIB* dib) { return gFetch ? gFetch(dib) : 0; }
+
+SourceImageFetch SetSourceImageFetch(SourceImageFetch fetch) {
+    SourceImageFetch previous = gFetch;
+    gFetch = fetch;
+    return previous;
+}
