@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "doc/CDoc.h"
@@ -19,7 +18,7 @@ inline std::unique_ptr<CDoc> NewDoc() {
     return std::make_unique<CDoc>();
 }
 
-inline KeyStruct MakeKey(int time, float x, float y, float width) {
+inline KeyStruct MakeKey(int time, float x, float y = 0, float width = 10) {
     KeyStruct key;
     KeyIdentity(key);
     key.time = time;
@@ -29,41 +28,26 @@ inline KeyStruct MakeKey(int time, float x, float y, float width) {
     return key;
 }
 
-// Replaces picture 0's keys with `keys`.
+// Replaces picture 0's keys.
 template <size_t N>
 void SetKeys(CDoc& doc, const KeyStruct (&keys)[N]) {
     for (size_t i = 0; i < N; i++) doc.keys[0][i] = keys[i];
     doc.keyCount[0] = static_cast<int32_t>(N);
 }
 
-// An editor stand-in: reports a timeline zoom and a stage camera when told to,
-// and remembers what the document handed back.
+// Stands in for the editor: a timeline zoom (none while negative), a stage
+// camera when `hasStage`, and the last frame refreshed.
 class FakeEditor : public CEditorLink {
 public:
-    FakeEditor() { previous = SetEditorLink(this); }
+    FakeEditor() : previous(SetEditorLink(this)) {}
     ~FakeEditor() override { SetEditorLink(previous); }
+    bool GetTimelineZoom(long& z) override { return zoom >= 0 && (z = zoom, true); }
+    bool GetStageKey(KeyStruct& key) override { return hasStage && (key = stageKey, true); }
+    void Refresh(long frame) override { refreshedFrame = frame; }
 
-    bool GetTimelineZoom(long& z) override {
-        if (zoom < 0) return false;
-        z = zoom;
-        return true;
-    }
-    bool GetStageKey(KeyStruct& key) override {
-        if (!hasStage) return false;
-        key = stageKey;
-        return true;
-    }
-    void SetStageKey(const KeyStruct& key) override { shownKey = key; }
-    void Refresh(long frame) override {
-        refreshes++;
-        refreshedFrame = frame;
-    }
-
-    long zoom = -1;  // no timeline
+    long zoom = -1;
     bool hasStage = false;
     KeyStruct stageKey{};
-    KeyStruct shownKey{};
-    int refreshes = 0;
     long refreshedFrame = -1;
 
 private:
