@@ -127,7 +127,7 @@ float CurveFit(int keyCount, const KeyStruct* keys, int field, long frame, int h
     float a = KeyWord(keys[0], field);
     float b = KeyWord(keys[1], field);
     int dPrev = WholeDistance(a, b);
-    double mPrev = 0.0;
+    double mPrev = 0.0;  // so the first segment starts with tangent 0
 
     for (int i = 0; i <= lastSegment; ++i) {
         // Tangents at the segment's ends. The motion leaves the first key with
@@ -136,7 +136,7 @@ float CurveFit(int keyCount, const KeyStruct* keys, int field, long frame, int h
         // last key gets the chord of the last segment.
         float c = b;
         int dNext = dPrev;
-        double m0 = mPrev;
+        const double m0 = mPrev;
         double m1;
         if (i == lastSegment) {
             m1 = b - a;
@@ -148,7 +148,6 @@ float CurveFit(int keyCount, const KeyStruct* keys, int field, long frame, int h
                 std::min(1.0, 3.0 * std::min(dPrev, dNext) / std::max(dPrev, dNext));
             const float chord = c - a;
             m1 = s * chord / 2.0;
-            if (i == 0) m0 = 0.0;
         }
 
         const long t0 = keys[i].time;

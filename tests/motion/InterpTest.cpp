@@ -92,8 +92,9 @@ TEST(CurveFit, HermiteTangents) {
     auto even = Keys({0, 10, 30}, {0, 100, 200});
     EXPECT_FLOAT_EQ(At(even, 50, EASE_NONE), Hermite(0, 10, 0, 15, 0.5));
 
-    // Differences are truncated to whole numbers: 0.5 and 40 give s = 0.
-    auto flat = Keys({0, 0.5f, 40.5f}, {0, 100, 200});
+    // Differences are truncated to whole numbers: 0.5 and 0.5 give 0 and (raised
+    // to) 1, so s = 0.
+    auto flat = Keys({0, 0.5f, 1.0f}, {0, 100, 200});
     EXPECT_FLOAT_EQ(At(flat, 50, EASE_NONE), Hermite(0, 0.5, 0, 0, 0.5));
 }
 
