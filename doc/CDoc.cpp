@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "doc/EditorLink.h"
+#include "image/ImageFiles.h"
 #include "motion/Interp.h"
 #include "motion/Timecode.h"
 #include "platform/Env.h"
@@ -43,7 +44,7 @@ CDoc::CDoc() : CDIB(8, 8, 24), nextPicture(0, 0, 24) {
     videoColors = static_cast<int32_t>(GetIniItem("VideoColors", 1));
     flopTopField = static_cast<int32_t>(GetIniItem("FlopTopField", 0));
     alwaysUseRotation = static_cast<int32_t>(GetIniItem("AlwaysUseRotation", 0));
-    jpegAvailable = 0;  // no separate JPEG codec on this platform
+    jpegAvailable = JP_DllInstalled();
     blurFrames = static_cast<int32_t>(GetIniItem("BlurFrames", 0));
     preBlur = static_cast<int32_t>(GetIniItem("PreBlur", 0));
     matteColor = static_cast<int32_t>(GetIniItem("MatteColor", 0));
@@ -229,6 +230,7 @@ int CDoc::ShiftKeys(long frame, long delta) {
     for (int k = 0; k < count; k++) {
         KeyStruct& key = keys[picture][k];
         if (key.time <= rel) continue;
+        // Recorded under code 0, so undoing a shift writes the record into key 0.
         Do(key, 0, picture);
         long moved = key.time + delta;
         if (moved < 0) moved = 0;
