@@ -81,6 +81,25 @@ public:
     void FlopPic(int a, int b);
     int DeletePic(int picture);
 
+    // ---- Show blocks (ShowFile.cpp) ----------------------------------------
+    // Writes the show into `block` in this machine's byte order and returns its
+    // size; with a null block only the size is computed (single-key pictures
+    // still get their second key and key 0 its version stamp). With `capacity`
+    // zero or more, a show larger than that is not written and 0 comes back.
+    long SaveShow(FSpec* file, char* block, long capacity = -1);
+    // Reads a show block of either byte order. 1 when it was read; 0 for a null
+    // block, an unknown magic or a damaged block (the document is then left as
+    // it was). Nothing is read past the block's stated size nor, with
+    // `available` zero or more, past that many bytes.
+    int LoadShow(FSpec* file, char* block, bool refresh, long available = -1);
+
+    // ---- Frame renderer (host/Render.cpp) ----------------------------------
+    // Draws frame `frame` of the show into `dest`, a 32-bit image of
+    // width x height. fieldMode 0 whole frame, 1 upper field, 2 lower field
+    // (half a frame later), 3 both fields interleaved. True when drawn.
+    bool RenderFrame(long frame, int fieldMode, bool upperFirst, int width, int height,
+                     CDIB* dest, bool handOver);
+
     // ---- Fields -----------------------------------------------------------
     // The picture buffer is the CDIB base. The fields below keep this order.
     CDIB nextPicture;                     // the next picture, loaded ahead
