@@ -1,0 +1,10 @@
+#include "editor/EditorState.h"
+
+CMain* gMainWindowPtr = nullptr;
+CStage* pStage = nullptr;
+CTime* pTime = nullptr;
+CView* pViewer = nullptr;
+
+int gSelectedKey = -1;
+KeyStruct gClipKey = {};
+int gShowRotation = 0;
