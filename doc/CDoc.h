@@ -11,6 +11,7 @@
 //   PictureList.cpp  picture slots and the picture buffer
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "image/CDIB.h"
@@ -81,7 +82,7 @@ public:
     void FlopPic(int a, int b);
     int DeletePic(int picture);
 
-    // ---- Show blocks (ShowFile.cpp) ----------------------------------------
+    // ---- Show blocks (host/ShowFile.cpp, beside the picture loading) --------
     // Writes the show into `block` in this machine's byte order and returns its
     // size; with a null block only the size is computed (single-key pictures
     // still get their second key and key 0 its version stamp). With `capacity`
@@ -151,6 +152,15 @@ public:
     int32_t picLoadStatus = 1;            // result of the last picture load
 
     long totalFrames;                     // upper bound of GotoFrame (the host's duration)
+
+    // ---- Pictures (doc/PictureList.cpp, host/PictureList.cpp) ---------------
+    // Loads a picture file into slot 0 and the picture buffer, prepared with the
+    // matte border, pre-blur, tint, contrast and video-safe colours; a picture
+    // with fewer than two keys gets key 0 framing the whole picture. `slot` is
+    // clamped to 0; a `start` of 0 or more resets the picture's start to 0.
+    void LoadPicture(FSpec* file, int slot, long start);
+    std::atomic<int32_t> pictureBusy{0};  // set while a job fills nextPicture
+    int32_t prefetchStatus = 0;           // load result of the picture in nextPicture
 };
 
 // The one document of the process, and the frame under the editor's cursor.

@@ -1,16 +1,81 @@
-// Picture slots and the picture buffer. This build keeps two slots; only the
-// first one is edited. Loading pictures into the buffer is not done here yet:
-// the buffer keeps whatever image it holds and reports the last load result.
+// The picture slots and the picture buffer: slot copies and exchanges, the
+// picture buffer kept filled with the picture of the current frame, and the
+// second buffer holding the next picture ahead of time. Loading a new picture
+// file with its full preparation is CDoc::LoadPicture (host/PictureList.cpp).
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "doc/CDoc.h"
+#include "doc/PictureJob.h"
+
+long MatteBorderPixels(long level, long width) {
+    if (level <= 0) return 0;
+    return static_cast<long>(static_cast<double>(level) / 200.0 * static_cast<double>(width));
+}
+
+int PreparedDepth(int fileDepth, int limit) { return fileDepth <= limit ? std::max(fileDepth, 24) : limit; }
+
+void FolderSpec(FSpec& spec, const char* folder) {
+    std::memset(&spec, 0, sizeof spec);
+    spec.volume = kPathFormId;
+    spec.parent = kPathFormId;
+    std::strncpy(spec.name, folder ? folder : "", sizeof spec.name - 1);
+}
+
+void lbThreadFunc(void* arg) {
+    PictureJob* job = static_cast<PictureJob*>(arg);
+    job->busy->store(1);
+    int result = 0;
+    CDIB picture(1, 1, 24);
+    result = picture.Load(job->file, job->folder, job->report != 0);
+    if (result) {
+        const long border = MatteBorderPixels(job->matteBorder, picture.GetWid());
+        const int depth = PreparedDepth(picture.GetBitCount(), job->depth);
+        if (job->target->Create(picture.GetWid() + 2 * border, picture.GetHgt() + 2 * border, depth))
+            picture.CopyScale(job->target, job->matteColour, static_cast<int>(border));
+        else
+            result = 0;
+    }
+    if (job->result) *job->result = result;
+    job->busy->store(0);
+    delete job;
+}
 
 int CDoc::LoadPictureBuffer(int picture, bool noPrefetch) {
-    (void)noPrefetch;
-    if (picture < 0 || picture >= kPictureSlots) return 0;
-    loadedPicture = picture;
-    return 1;
+    if (picture < 0 || picture >= kPictureSlots) return 0;  // slots this build holds
+
+    FSpec folder;
+    FolderSpec(folder, altImageFolder);
+    const int limit = ignoreAlpha ? 24 : depthLimit;
+
+    if (loadedPicture != picture) {
+        if (prefetchedPicture == picture) {
+            // Wait for the prefetch should it still be running elsewhere.
+            while (pictureBusy.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            picLoadStatus = nextPicture.Copy(this, true) ? prefetchStatus : 0;
+        } else {
+            std::atomic<int32_t> busy{0};
+            int result = 0;
+            lbThreadFunc(new PictureJob{this, &pictureFile[picture], &busy, matteColor, matteBorder, limit,
+                                        &folder, showPicError, &result});
+            picLoadStatus = result;
+        }
+        loadedPicture = picture;
+    }
+
+    if (picture < pictureCount - 1 && !noPrefetch && picture + 1 < kPictureSlots) {
+        // The second buffer is reused only when the job before has finished.
+        while (pictureBusy.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        prefetchedPicture = -1;
+        lbThreadFunc(new PictureJob{&nextPicture, &pictureFile[picture + 1], &pictureBusy, matteColor, matteBorder,
+                                    limit, &folder, showPicError, &prefetchStatus});
+        prefetchedPicture = picture + 1;
+    }
+
+    useRotation = HasRotationInShow(picture);
+    return picLoadStatus;
 }
 
 void CDoc::CopyPic(int to, int from) {
@@ -22,13 +87,13 @@ void CDoc::CopyPic(int to, int from) {
 
 void CDoc::FlopPic(int a, int b) {
     if (a < 0 || a > 1 || b < 0 || b > 1) return;
-    const long start = GetPicStart(0);
+    const float start = keys[0][0].picStart;
     // Through slot 1: with two slots, exchanging 0 and 1 leaves both equal to
     // the former slot 0.
     CopyPic(1, b);
     CopyPic(b, a);
     CopyPic(a, 1);
-    keys[0][0].picStart = static_cast<float>(start);
+    keys[0][0].picStart = start;
     loadedPicture = -1;
     prefetchedPicture = -1;
 }
@@ -39,11 +104,10 @@ int CDoc::DeletePic(int picture) {
         ClearShow();
         return 1;
     }
-    const long start = GetPicStart(0);
+    const float start = keys[0][0].picStart;
     pictureCount--;
-    for (int i = picture; i < std::min(pictureCount, static_cast<int32_t>(kPictureSlots - 1)); i++)
-        CopyPic(i, i + 1);
-    keys[0][0].picStart = static_cast<float>(start);
+    for (int i = picture; i < pictureCount; i++) CopyPic(i, i + 1);
+    keys[0][0].picStart = start;
     loadedPicture = -1;
     modified = 1;
     return 1;
