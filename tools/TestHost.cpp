@@ -21,6 +21,7 @@
 //   save=FILE          write the bytes of the sequence handle to FILE
 //   serial=N           store N as the 16-bit show serial at byte 2 of the handle
 //   render=T0[..T1]    render host times T0 to T1 (current time = t x step)
+//   cmd=N              send command code N with no output world
 //
 // Each rendered frame goes to DIR/t<T>.argb (the host's buffer exactly as the
 // module left it, padding included; padding bytes start as 0xA5) and DIR/t<T>.pam
@@ -392,6 +393,10 @@ bool Step(Host& host, int argc, char** argv, int& i) {
         const int16_t serial = static_cast<int16_t>(v);
         std::memcpy(static_cast<char*>(*host.sequence) + 2, &serial, 2);
         std::printf("serial: %d\n", static_cast<int>(serial));
+    } else if (arg.rfind("cmd=", 0) == 0) {
+        if (!ParseLong(arg.c_str() + 4, v)) return false;
+        const PF_Err err = host.Send(static_cast<PF_Cmd>(v), nullptr);
+        std::printf("cmd: %ld err=%d\n", v, static_cast<int>(err));
     } else if (arg.rfind("render=", 0) == 0) {
         long first, last;
         if (!ParseRange(arg.c_str() + 7, first, last)) return false;
