@@ -1,0 +1,419 @@
+#include "app/FrameSink.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <OpenImageIO/imageio.h>
+
+#include "image/CDIB.h"
+#include "platform/Files.h"
+
+extern char** environ;
+
+namespace gs {
+
+namespace {
+
+// CDIB::Save format codes.
+constexpr int kWriteBmp = 0;
+constexpr int kWriteTarga = 1;
+
+std::string SysError(const std::string& what, const std::string& path) {
+    return what + " " + path + ": " + std::strerror(errno);
+}
+
+bool WriteAll(int fd, const uint8_t* data, size_t size) {
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += n;
+        size -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+bool IsFolder(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Creates (or empties) `path` to prove that it can be written.
+bool Touch(const std::string& path, std::string& error) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        error = SysError("cannot write", path);
+        return false;
+    }
+    ::close(fd);
+    return true;
+}
+
+// ---- Video through ffmpeg ----------------------------------------------------
+
+class VideoSink final : public FrameSink {
+public:
+    VideoSink(const OutputTarget& target, const SinkFormat& format)
+        : target_(target), format_(format), part_(target.path + ".part") {}
+    ~VideoSink() override { Abandon(); }
+
+    bool Open(std::string& error) override {
+        const bool h264 = target_.video != VideoFormat::Mov;
+        if (h264 && (format_.width % 2 || format_.height % 2)) {
+            error = "H.264 in yuv420p needs an even width and height, not " + std::to_string(format_.width) +
+                    "x" + std::to_string(format_.height) + "; choose another --size or write pictures";
+            return false;
+        }
+        if (!h264 && format_.width % 2) {
+            error = "ProRes 422 needs an even width, not " + std::to_string(format_.width) +
+                    "; choose another --size or write pictures";
+            return false;
+        }
+        if (IsFolder(target_.path)) {
+            error = "cannot write " + target_.path + ": it is a folder";
+            return false;
+        }
+        const std::string ffmpeg = FindProgram("ffmpeg");
+        if (ffmpeg.empty()) {
+            error = "ffmpeg was not found on PATH; install it (Debian: apt install ffmpeg) "
+                    "or write pictures instead, e.g. -o frames/f_%05d.png";
+            return false;
+        }
+        if (!Touch(part_, error)) return false;
+        created_ = true;
+
+        // ffmpeg's messages go to a file of their own; a pipe could fill up while
+        // this side is blocked writing frames.
+        char logName[] = "/tmp/glimmerstroll-ffmpeg-XXXXXX";
+        logFd_ = mkstemp(logName);
+        if (logFd_ < 0) {
+            error = SysError("cannot make a temporary file in", "/tmp");
+            return false;
+        }
+        ::unlink(logName);
+
+        int pipeFds[2];
+        if (pipe2(pipeFds, O_CLOEXEC) != 0) {
+            error = std::string("cannot start ffmpeg: ") + std::strerror(errno);
+            return false;
+        }
+        const std::string size = std::to_string(format_.width) + "x" + std::to_string(format_.height);
+        std::vector<std::string> args = {
+            ffmpeg, "-hide_banner", "-nostdin", "-loglevel", "error", "-y",
+            "-f", "rawvideo", "-pix_fmt", "rgba", "-video_size", size,
+            "-framerate", FrameRateRatio(format_.frameRate), "-i", "pipe:0", "-an",
+            // The frames are full-range RGB; state the HD matrix for the YUV form.
+            "-vf", "scale=out_color_matrix=bt709:out_range=tv",
+            "-colorspace", "bt709", "-color_primaries", "bt709", "-color_trc", "bt709",
+            "-color_range", "tv"};
+        switch (target_.video) {
+        case VideoFormat::Mp4:
+            args.insert(args.end(), {"-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
+                                     "yuv420p", "-movflags", "+faststart", "-f", "mp4"});
+            break;
+        case VideoFormat::Mkv:
+            args.insert(args.end(), {"-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
+                                     "yuv420p", "-f", "matroska"});
+            break;
+        case VideoFormat::Mov:
+            // ProRes 422 HQ.
+            args.insert(args.end(), {"-c:v", "prores_ks", "-profile:v", "3", "-vendor", "apl0",
+                                     "-pix_fmt", "yuv422p10le", "-f", "mov"});
+            break;
+        }
+        args.push_back(part_);
+
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, pipeFds[0], 0);
+        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, logFd_, 2);
+        std::vector<char*> argv;
+        for (std::string& a : args) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        const int rc = posix_spawn(&child_, ffmpeg.c_str(), &actions, nullptr, argv.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(pipeFds[0]);
+        if (rc != 0) {
+            ::close(pipeFds[1]);
+            child_ = -1;
+            error = "cannot start " + ffmpeg + ": " + std::strerror(rc);
+            return false;
+        }
+        pipe_ = pipeFds[1];
+        return true;
+    }
+
+    bool Write(long, const uint8_t* rgba, std::string& error) override {
+        const size_t bytes = static_cast<size_t>(format_.width) * format_.height * 4;
+        if (pipe_ >= 0 && WriteAll(pipe_, rgba, bytes)) return true;
+        ::close(pipe_);
+        pipe_ = -1;
+        Wait();
+        error = "ffmpeg stopped before the render ended" + FfmpegSays();
+        return false;
+    }
+
+    bool Finish(std::string& error) override {
+        ::close(pipe_);
+        pipe_ = -1;
+        const int status = Wait();
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+            error = "ffmpeg could not write " + target_.path + FfmpegSays();
+            return false;
+        }
+        if (std::rename(part_.c_str(), target_.path.c_str()) != 0) {
+            error = SysError("cannot put the video in place at", target_.path);
+            return false;
+        }
+        created_ = false;
+        return true;
+    }
+
+    void Abandon() override {
+        if (pipe_ >= 0) {
+            ::close(pipe_);
+            pipe_ = -1;
+        }
+        if (child_ > 0) {
+            kill(child_, SIGTERM);
+            Wait();
+        }
+        if (created_) {
+            ::unlink(part_.c_str());
+            created_ = false;
+        }
+        if (logFd_ >= 0) {
+            ::close(logFd_);
+            logFd_ = -1;
+        }
+    }
+
+    std::string Describe() const override { return target_.path; }
+
+private:
+    int Wait() {
+        int status = 0;
+        if (child_ > 0) {
+            while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+            }
+            child_ = -1;
+            lastStatus_ = status;
+        }
+        return lastStatus_;
+    }
+
+    // ": <ffmpeg's last message line>", or empty.
+    std::string FfmpegSays() {
+        if (logFd_ < 0) return "";
+        char text[4096];
+        const off_t end = lseek(logFd_, 0, SEEK_END);
+        const off_t from = end > static_cast<off_t>(sizeof text - 1) ? end - static_cast<off_t>(sizeof text - 1) : 0;
+        const ssize_t n = pread(logFd_, text, sizeof text - 1, from);
+        if (n <= 0) return "";
+        std::string all(text, static_cast<size_t>(n));
+        while (!all.empty() && (all.back() == '\n' || all.back() == '\r' || all.back() == ' ')) all.pop_back();
+        const size_t cut = all.find_last_of("\r\n");
+        if (cut != std::string::npos) all.erase(0, cut + 1);
+        return all.empty() ? "" : ": " + all;
+    }
+
+    OutputTarget target_;
+    SinkFormat format_;
+    std::string part_;
+    bool created_ = false;
+    int pipe_ = -1;
+    int logFd_ = -1;
+    pid_t child_ = -1;
+    int lastStatus_ = 0;
+};
+
+// ---- One picture a frame -----------------------------------------------------
+
+class SequenceSink final : public FrameSink {
+public:
+    SequenceSink(const OutputTarget& target, const SinkFormat& format)
+        : target_(target), format_(format), picture_(1, 1, 24) {}
+    ~SequenceSink() override { Abandon(); }
+
+    bool Open(std::string& error) override {
+        // Prove that the folder takes files before the first frame is drawn.
+        const std::string probe = FormatFramePath(target_.path, 0) + ".part";
+        if (!Touch(probe, error)) return false;
+        ::unlink(probe.c_str());
+        if (!picture_.Create(format_.width, format_.height, 24)) {
+            error = "not enough memory for a " + std::to_string(format_.width) + "x" +
+                    std::to_string(format_.height) + " picture";
+            return false;
+        }
+        return true;
+    }
+
+    bool Write(long frame, const uint8_t* rgba, std::string& error) override {
+        const std::string path = FormatFramePath(target_.path, frame);
+        const std::string part = path + ".part";
+        if (IsFolder(path)) {
+            error = "cannot write " + path + ": it is a folder";
+            return false;
+        }
+        written_.push_back(path);  // before writing, so that Abandon removes a half file
+        bool ok = target_.picture == PictureFormat::Png ? WritePng(part, rgba, error)
+                                                        : WriteOwn(part, rgba, error);
+        return ok;
+    }
+
+    bool Finish(std::string& error) override {
+        for (size_t i = 0; i < written_.size(); i++) {
+            const std::string part = written_[i] + ".part";
+            if (std::rename(part.c_str(), written_[i].c_str()) != 0) {
+                error = SysError("cannot put the picture in place at", written_[i]);
+                written_.erase(written_.begin(), written_.begin() + static_cast<long>(i));
+                return false;
+            }
+        }
+        written_.clear();
+        return true;
+    }
+
+    void Abandon() override {
+        for (const std::string& path : written_) ::unlink((path + ".part").c_str());
+        written_.clear();
+    }
+
+    std::string Describe() const override { return target_.path; }
+
+private:
+    // Targa and BMP through the program's own writers, from a 24-bit picture.
+    bool WriteOwn(const std::string& part, const uint8_t* rgba, std::string& error) {
+        const int w = format_.width;
+        const int h = format_.height;
+        for (int r = 0; r < h; r++) {
+            const uint8_t* src = rgba + static_cast<size_t>(r) * w * 4;
+            uint8_t* dst = picture_.GetBitsAdd(h - 1 - r);
+            for (int x = 0; x < w; x++, src += 4, dst += 3) {
+                dst[0] = src[2];
+                dst[1] = src[1];
+                dst[2] = src[0];
+            }
+        }
+        const int fd = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (fd < 0) {
+            error = SysError("cannot write", part);
+            return false;
+        }
+        CPFile file;
+        file.SetFileNum(fd);  // the file object closes it
+        const bool targa = target_.picture == PictureFormat::Targa;
+        const bool saved = picture_.Save(&file, targa ? kWriteTarga : kWriteBmp) != 0;
+        const int syncFailed = fsync(fd);
+        struct stat st;
+        const bool stat_ok = fstat(fd, &st) == 0;
+        file.Close();
+        const long expected = targa ? 18 + 3L * w * h : 54 + picture_.GetRowBytes() * h;
+        if (!saved || syncFailed || !stat_ok || st.st_size != expected) {
+            error = "cannot write " + part + (syncFailed ? std::string(": ") + std::strerror(errno) : ": short write");
+            return false;
+        }
+        return true;
+    }
+
+    bool WritePng(const std::string& part, const uint8_t* rgba, std::string& error) {
+        const int w = format_.width;
+        const int h = format_.height;
+        rgb_.resize(static_cast<size_t>(w) * h * 3);
+        for (size_t i = 0, n = static_cast<size_t>(w) * h; i < n; i++) {
+            rgb_[3 * i] = rgba[4 * i];
+            rgb_[3 * i + 1] = rgba[4 * i + 1];
+            rgb_[3 * i + 2] = rgba[4 * i + 2];
+        }
+        auto out = OIIO::ImageOutput::create("png");
+        if (!out) {
+            error = "cannot write PNG pictures: " + OIIO::geterror();
+            return false;
+        }
+        OIIO::ImageSpec spec(w, h, 3, OIIO::TypeDesc::UINT8);
+        if (!out->open(part, spec) || !out->write_image(OIIO::TypeDesc::UINT8, rgb_.data()) || !out->close()) {
+            error = "cannot write " + part + ": " + out->geterror();
+            return false;
+        }
+        return true;
+    }
+
+    OutputTarget target_;
+    SinkFormat format_;
+    CDIB picture_;
+    std::vector<uint8_t> rgb_;
+    std::vector<std::string> written_;  // final paths; their ".part" files exist
+};
+
+// ---- Raw RGBA on standard output ---------------------------------------------
+
+class RawSink final : public FrameSink {
+public:
+    explicit RawSink(const SinkFormat& format) : format_(format) {}
+
+    bool Open(std::string& error) override {
+        if (isatty(1)) {
+            error = "refusing to write raw frames to a terminal; pipe them into another program";
+            return false;
+        }
+        return true;
+    }
+
+    bool Write(long, const uint8_t* rgba, std::string& error) override {
+        if (WriteAll(1, rgba, static_cast<size_t>(format_.width) * format_.height * 4)) return true;
+        error = std::string("cannot write to standard output: ") + std::strerror(errno);
+        return false;
+    }
+
+    bool Finish(std::string&) override { return true; }
+    void Abandon() override {}
+    std::string Describe() const override { return "standard output"; }
+
+private:
+    SinkFormat format_;
+};
+
+}  // namespace
+
+std::string FindProgram(const std::string& name) {
+    if (name.find('/') != std::string::npos) return access(name.c_str(), X_OK) == 0 ? name : "";
+    const char* path = std::getenv("PATH");
+    if (!path) return "";
+    std::string all = path;
+    size_t start = 0;
+    while (start <= all.size()) {
+        size_t end = all.find(':', start);
+        if (end == std::string::npos) end = all.size();
+        // An empty entry is the current folder.
+        std::string candidate = end > start ? all.substr(start, end - start) : std::string(1, '.');
+        candidate.push_back('/');
+        candidate.append(name);
+        struct stat st;
+        if (stat(candidate.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(candidate.c_str(), X_OK) == 0)
+            return candidate;
+        start = end + 1;
+    }
+    return "";
+}
+
+std::unique_ptr<FrameSink> MakeFrameSink(const OutputTarget& target, const SinkFormat& format) {
+    switch (target.kind) {
+    case OutputKind::Video: return std::make_unique<VideoSink>(target, format);
+    case OutputKind::Sequence: return std::make_unique<SequenceSink>(target, format);
+    case OutputKind::Raw: return std::make_unique<RawSink>(format);
+    }
+    return nullptr;
+}
+
+}  // namespace gs

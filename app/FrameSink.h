@@ -1,0 +1,47 @@
+// Where rendered frames go: a video through the ffmpeg program, one picture a
+// frame, or raw RGBA on standard output.
+//
+// No output claims success before the render has succeeded: a video is written
+// to "OUT.part" and renamed to OUT by Finish; pictures are written as
+// "NAME.part" and all renamed by Finish. Abandon removes whatever this run
+// wrote, so a failed or interrupted render leaves no file behind and never
+// replaces the user's earlier output.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "app/Options.h"
+
+namespace gs {
+
+class FrameSink {
+public:
+    virtual ~FrameSink() = default;
+
+    // Prepares the output: checks that it can be written (and, for a video,
+    // that ffmpeg can be found) before any frame is rendered.
+    virtual bool Open(std::string& error) = 0;
+    // One frame: width x height RGBA, top row first.
+    virtual bool Write(long frame, const uint8_t* rgba, std::string& error) = 0;
+    // Completes the output and puts it in place.
+    virtual bool Finish(std::string& error) = 0;
+    // Removes what this run wrote. Safe to call at any time, and more than once.
+    virtual void Abandon() = 0;
+    // Where the finished output lies, for the user.
+    virtual std::string Describe() const = 0;
+};
+
+struct SinkFormat {
+    int width = 0;
+    int height = 0;
+    int32_t frameRate = 2500;  // hundredths
+};
+
+std::unique_ptr<FrameSink> MakeFrameSink(const OutputTarget& target, const SinkFormat& format);
+
+// Full path of an executable named `name` on $PATH, or empty.
+std::string FindProgram(const std::string& name);
+
+}  // namespace gs

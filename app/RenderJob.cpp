@@ -1,0 +1,171 @@
+#include "app/RenderJob.h"
+
+#include <csignal>
+#include <cstring>
+#include <memory>
+
+#include "app/FrameSink.h"
+#include "app/Progress.h"
+#include "app/Session.h"
+#include "app/ShowBlock.h"
+#include "doc/CDoc.h"
+#include "motion/Timecode.h"
+#include "platform/Env.h"
+#include "platform/Platform.h"
+
+namespace gs {
+
+namespace {
+
+// The tool's platform services: messages are kept for the one error line,
+// questions are answered "no" (nobody is there to answer them).
+class ToolBackend final : public PlatformBackend {
+public:
+    void ShowError(const char* text) override { messages.emplace_back(text ? text : ""); }
+    std::vector<std::string> messages;
+};
+
+ToolBackend gToolBackend;
+volatile std::sig_atomic_t gInterrupted = 0;
+
+void OnInterrupt(int) { gInterrupted = 1; }
+
+std::string JoinMessages(const std::vector<std::string>& messages) {
+    std::string all;
+    for (const std::string& m : messages) {
+        if (m.empty()) continue;
+        if (!all.empty()) all += "; ";
+        all += m;
+    }
+    return all;
+}
+
+}  // namespace
+
+void StartTool() {
+    SetPlatformBackend(&gToolBackend);
+    InitEnvironment(nullptr, "Glimmerstroll", kModeHost);
+    if (!pDoc) pDoc = new CDoc;
+}
+
+void StopTool() {
+    delete pDoc;
+    pDoc = nullptr;
+    CloseEnvironment();
+    SetPlatformBackend(nullptr);
+}
+
+std::vector<std::string> TakeToolMessages() {
+    std::vector<std::string> out;
+    out.swap(gToolBackend.messages);
+    return out;
+}
+
+bool Interrupted() { return gInterrupted != 0; }
+
+void InstallInterruptHandlers() {
+    struct sigaction action {};
+    action.sa_handler = OnInterrupt;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    // A closed pipe shows up as a failed write, which says more than a signal.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+RenderResult RunRender(const RenderRequest& request) {
+    RenderResult result;
+    CDoc& doc = *pDoc;
+
+    ShowBlock show;
+    if (!ReadShowFile(request.showPath, show, result.error)) return result;
+    if (show.pictures.empty()) {
+        result.error = "show " + request.showPath + " has no picture to render";
+        return result;
+    }
+
+    long first = 0;
+    long last = show.DefaultLength() - 1;
+    if (request.frames.given) {
+        first = request.frames.first;
+        last = request.frames.last;
+    }
+
+    gFrameRate = request.frameRate;
+    TakeToolMessages();
+    if (!PutShow(doc, show, result.error)) {
+        result.error = "cannot load show " + request.showPath + ": " + result.error;
+        return result;
+    }
+    // What became of the show's picture: loaded, refused with a message
+    // ("ShowPicError" on), or replaced by the missing-picture image (off).
+    const std::string picture = show.pictures[0].path;
+    const std::string said = JoinMessages(TakeToolMessages());
+    if (doc.picLoadStatus == 0) {
+        result.error = "cannot load picture " + picture + " of show " + request.showPath +
+                       (said.empty() ? "" : ": " + said);
+        return result;
+    }
+    if (doc.picLoadStatus == 2)
+        result.warnings.push_back("picture " + picture + " is missing; drawing the missing-picture image (ShowPicError=0)");
+
+    if (request.draft) doc.draftRender = request.draft > 0 ? 1 : 0;
+    if (request.blur) doc.blurFrames = request.blur > 0 ? 1 : 0;
+    if (request.multiprocess) gMultiProcess = 1;
+    FitCamera(doc, request.size.width, request.size.height, request.aspect);
+
+    SinkFormat format;
+    format.width = request.size.width;
+    format.height = request.size.height;
+    format.frameRate = request.frameRate;
+    std::unique_ptr<FrameSink> sink = MakeFrameSink(request.output, format);
+    if (!sink->Open(result.error)) {
+        sink->Abandon();
+        return result;
+    }
+
+    const long total = last - first + 1;
+    Progress progress(total, !request.quiet);
+    CDIB work(1, 1, 32);
+    std::vector<uint8_t> rgba(static_cast<size_t>(format.width) * format.height * 4);
+    for (long frame = first; frame <= last; frame++) {
+        if (Interrupted()) break;
+        // The settings of the show's frames stay those of this render, whatever
+        // the document did to them in the frame before (a failed blur turns
+        // the blur off).
+        gFrameRate = request.frameRate;
+        if (!RenderRGBA(doc, frame, request.fieldMode, format.width, format.height, work, rgba.data())) {
+            const std::string more = JoinMessages(TakeToolMessages());
+            result.error = "frame " + std::to_string(frame) + " could not be rendered" + (more.empty() ? "" : ": " + more);
+            progress.Clear();
+            sink->Abandon();
+            return result;
+        }
+        if (!sink->Write(frame, rgba.data(), result.error)) {
+            if (Interrupted()) break;
+            progress.Clear();
+            sink->Abandon();
+            return result;
+        }
+        result.frames++;
+        progress.Update(result.frames);
+    }
+    if (Interrupted()) {
+        progress.Clear();
+        sink->Abandon();
+        result.interrupted = true;
+        result.error = "interrupted; nothing was written";
+        return result;
+    }
+    if (!sink->Finish(result.error)) {
+        progress.Clear();
+        sink->Abandon();
+        return result;
+    }
+    progress.Finish();
+    result.ok = true;
+    result.where = sink->Describe();
+    return result;
+}
+
+}  // namespace gs
