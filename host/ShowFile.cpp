@@ -42,6 +42,8 @@ constexpr long kFirstKeys = kHeaderSize + kRecordHead;               // 274
 constexpr float kFormatVersion = 110.0f;
 constexpr float kTrailerVersion = 90.0f;
 constexpr float kContrastVersion = 105.0f;
+// The largest float below 2^31: frame numbers are 32-bit.
+constexpr float kLargestFrame = 2147483520.0f;
 
 // The explicit code of the show's default ease: 1000 x (type + 1), plus 1
 // for a straight path.
@@ -58,7 +60,7 @@ long MilliTime() {
 // Truncates toward zero; values that are no frame count at all (not a number,
 // beyond 32 bits) come out as 0.
 long FloatToFrames(float value) {
-    if (!(std::fabs(value) < 2147483520.0f)) return 0;
+    if (!(std::fabs(value) <= kLargestFrame)) return 0;
     return static_cast<long>(value);
 }
 
@@ -214,6 +216,9 @@ int CDoc::LoadShow(FSpec* file, char* block, bool refresh, long available) {
         if (count > 0) {
             if (!in.Has(kFirstKeys, kKeySize * count)) return 0;
             for (int k = 0; k < count; k++) incoming[k] = in.Key(kFirstKeys + kKeySize * k);
+            // The picture's start is a frame number; a start that is no number
+            // of frames at all marks a damaged block.
+            if (!(std::fabs(incoming[0].picStart) <= kLargestFrame)) return 0;
             version = incoming[0].formatVersion;
             trailerAt = total - kTrailerSize;
         } else {
