@@ -287,6 +287,25 @@ TEST_F(ShowFile, LongShowsAreRescaledOrCut) {
     EXPECT_EQ(150, near->keys[0][2].time);
 }
 
+TEST_F(ShowFile, SisterProductCarriesTheAspectRatio) {
+    auto writer = ShowDoc();
+    writer->tessmarine = 1;
+    writer->aspect = 0.5625f;
+    std::vector<char> block = SaveBlock(*writer);
+    EXPECT_EQ(0.5625f, At<KeyStruct>(block, 274).showLengthCopy);
+
+    auto reader = DocWithSettings();
+    reader->tessmarine = 1;
+    ASSERT_EQ(1, reader->LoadShow(nullptr, block.data(), false));
+    EXPECT_EQ(0.5625f, reader->aspect);
+    EXPECT_EQ(5625, GetIniItem("AspectMode", 0));
+
+    // Elsewhere the word is a show length and the aspect stays.
+    auto plain = DocWithSettings();
+    ASSERT_EQ(1, plain->LoadShow(nullptr, block.data(), false));
+    EXPECT_EQ(0.75f, plain->aspect);
+}
+
 TEST_F(ShowFile, DamagedBlocksAreRefusedAndChangeNothing) {
     auto writer = ShowDoc();
     const std::vector<char> block = SaveBlock(*writer);
@@ -341,6 +360,17 @@ TEST_F(ShowFile, DamagedBlocksAreRefusedAndChangeNothing) {
         SCOPED_TRACE("stated size below the header");
         std::vector<char> b = block;
         PutAt<uint32_t>(b, 4, 4);
+        refused(b, size);
+    }
+    {
+        SCOPED_TRACE("a picture start that is no frame number");
+        std::vector<char> b = block;
+        KeyStruct key0 = At<KeyStruct>(b, 274);
+        key0.picStart = NAN;
+        PutAt(b, 274, key0);
+        refused(b, size);
+        key0.picStart = 3e9f;
+        PutAt(b, 274, key0);
         refused(b, size);
     }
     {
