@@ -1,0 +1,49 @@
+#include "platform/window/WindowLayer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "platform/Env.h"
+#include "platform/window/CPWnd.h"
+#include "platform/window/Headless.h"
+#include "platform/window/LayerInternal.h"
+
+// The backend the layer started and owns.
+std::unique_ptr<WindowBackend> gStartedBackend;
+
+WindowPlatform ChooseWindowPlatform(const char* setting, bool displayPresent) {
+    if (setting && std::strcmp(setting, "headless") == 0) return WindowPlatform::Headless;
+    if (setting && std::strcmp(setting, "gtk") == 0) return WindowPlatform::Gtk;
+    return displayPresent ? WindowPlatform::Gtk : WindowPlatform::Headless;
+}
+
+bool DisplayPresent() {
+    const char* x11 = std::getenv("DISPLAY");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    return (x11 && *x11) || (wayland && *wayland);
+}
+
+HeadlessBackend* StartHeadlessWindowLayer() {
+    StopWindowLayer();
+    auto backend = std::make_unique<HeadlessBackend>();
+    HeadlessBackend* started = backend.get();
+    gStartedBackend = std::move(backend);
+    InstallWindowBackend(started);
+    return started;
+}
+
+void StopWindowLayer() {
+    WindowBackend* backend = GetWindowBackend();
+    if (backend) {
+        for (int i = 0; i < gEnv.windowCount && i < kMaxWindows; i++) {
+            CPWnd* window = gEnv.windows[i];
+            if (!window) continue;
+            RemoveEditBoxesOf(window);
+            if (window->platformWindow) backend->DestroyWindow(window);
+            window->platformWindow = nullptr;
+        }
+        InstallWindowBackend(nullptr);
+    }
+    gStartedBackend.reset();
+}

@@ -1,0 +1,23 @@
+// Starting and stopping the window layer. The editor calls StartWindowLayer()
+// before it makes its first window; the render path never does.
+#pragma once
+
+class HeadlessBackend;
+
+enum class WindowPlatform { Headless, Gtk };
+
+// The backend for a GLIMMERSTROLL_PLATFORM setting ("headless" or "gtk";
+// null or anything else: GTK when a display is present, else headless).
+WindowPlatform ChooseWindowPlatform(const char* setting, bool displayPresent);
+// True when DISPLAY or WAYLAND_DISPLAY names a display.
+bool DisplayPresent();
+
+// Installs a headless backend and returns it (owned by the layer). Any
+// backend started before is stopped first.
+HeadlessBackend* StartHeadlessWindowLayer();
+// Picks the backend from GLIMMERSTROLL_PLATFORM and the display and installs
+// it; GTK falls back to headless when it cannot open the display. Defined
+// with the GTK backend (gs_window_gtk).
+WindowPlatform StartWindowLayer();
+// Takes the windows' platform windows away, uninstalls and deletes the backend.
+void StopWindowLayer();
