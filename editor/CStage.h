@@ -55,6 +55,13 @@ public:
     int KeyOnPath(int x, int y);
     // The rotation display: roll and tilt handles are offered.
     static bool RotationShown();
+    // Mouse and keyboard steps of HandleEvent. Key returns false for keys
+    // that the main window handles.
+    void Press(int x, int y, int flags);
+    void Release(int x, int y);
+    void SecondaryRelease(int x, int y);
+    void Hover(int x, int y, int flags);
+    bool Key(int character);
 
     // Fields in their fixed order.
     float scale = 0.5f;       // stage pixels per picture pixel ("StageScale" / 100)
@@ -68,6 +75,7 @@ public:
     int32_t showPath = 0;     // "ShowCameraPath"
     int32_t centerPic = 0;    // "CenterPic"
     KeyStruct workingKey{};   // the camera being edited
+    KeyStruct pressKey{};     // the working key as it was at the press
 };
 
 // Draws the track of the camera's centre through `keys` (one picture's list)

@@ -10,6 +10,11 @@
 #include "motion/Types.h"
 #include "platform/window/CPWnd.h"
 
+// The timeline sits right above the main window's status area, which is the
+// bottom strip of the main window; the stage takes what is left above both.
+constexpr int kTimelineHeight = 84;
+constexpr int kStatusAreaHeight = 84;
+
 class CTime : public CPWnd {
 public:
     explicit CTime(CPWnd* parent);
@@ -46,6 +51,17 @@ public:
     long KeyTolerance() const;
     // Lays the timeline out inside its parent (messages 1001 and 1002).
     void Layout();
+    // Mouse steps of HandleEvent; x is absolute (scroll added).
+    void Press(int x, int y);
+    void Move(int x, int y);
+    void Release(int x, long flags);
+    void SecondaryRelease(int x, int y);
+    // The end of a key drag pressed at `pressFrame` and let go at `frame`.
+    void DropKey(long pressFrame, long frame, bool shift);
+    // A picture end dropped at `frame`: the picture's new length, which stops
+    // short of the next picture's start.
+    void SetPictureLength(int picture, long frame);
+    void ClearDrags();
 
     // Fields in their fixed order.
     int32_t timeScale = 30;      // frames per 60 pixels ("TimeScale")
@@ -56,6 +72,8 @@ public:
     int32_t scrollWidth = 0;     // pixel width of the whole show, at most 32700
     int32_t scrubbing = 0;       // the current frame follows the mouse
     int32_t lastDragX = -1;      // where the drag feedback is drawn, -1 nowhere
+    int32_t dragPicture = -1;    // picture of the dragged key
+    bool markerAfterTransition = false;  // DrawKeyMarker's picture choice
 };
 
 // The ease items of the key dialog and the key's easeCode. The radio choice
