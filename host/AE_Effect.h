@@ -182,10 +182,12 @@ typedef struct {
 } PF_SliderDef;
 
 // The per-type part of a parameter. Only the kinds this effect uses are named;
-// the union is as large as the layer kind, its largest member here.
+// the reserved bytes keep the union at least as large as the host's, which
+// reads a whole definition from the effect.
 typedef union {
     PF_LayerDef ld;
     PF_SliderDef sd;
+    A_u_char reserved[256];
 } PF_ParamDefUnion;
 
 typedef struct PF_ParamDef {

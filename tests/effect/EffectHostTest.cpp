@@ -66,6 +66,13 @@ protected:
         return run;
     }
 
+    // A serial that differs from the one the show was saved with.
+    int OtherSerial() const {
+        uint16_t serial;
+        std::memcpy(&serial, show.data() + 2, 2);
+        return static_cast<int16_t>(serial + 1);
+    }
+
     Bytes Frame(long t) { return ReadBytes(folder / ("t" + std::to_string(t) + ".argb")); }
 
     // Renders host times with the given options in a fresh host session and
@@ -108,7 +115,7 @@ TEST_F(EffectHost, ReadsTheShowHandleOnlyWhenItsSerialChanges) {
         SCOPED_TRACE(handles);
         // No sequence data: the document renders as it stands (an empty show).
         HostRun run = Host(std::string(handles) + " setup render=0 load=" + folder / "show.gsx" +
-                       " render=1..3 serial=4242 render=4 render=5 setdown");
+                           " render=1..3 serial=" + std::to_string(OtherSerial()) + " render=4 render=5 setdown");
         ASSERT_EQ(0, run.status) << run.out;
         EXPECT_TRUE(run.Has("render: t=0 err=0 file=" + folder / "t0.argb")) << run.out;
         EXPECT_TRUE(run.Has("show_loads: 2")) << run.out;
