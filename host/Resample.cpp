@@ -8,10 +8,13 @@
 // unsigned 32-bit arithmetic. FilterRot walks each destination row in equal
 // steps across a rotated, tilted camera and samples bilinearly.
 //
-// The inner loops work on GCC/Clang vector types, which every target lowers to
-// its own SIMD (or to scalar code), and are compiled twice, for AVX2 and for the
-// baseline, the faster one picked at load time. The arithmetic is integer, so
-// every path gives the same bytes.
+// Speed: the column tables are built once a call, the vertical pass touches
+// only the columns under the camera, and its loops are plain loops over bytes
+// that the compiler vectorises (built for AVX2 and for the baseline, the one
+// for the processor picked at load time). The horizontal pass has an AVX2 form
+// that sums two taps of two destination pixels per instruction; elsewhere a
+// plain loop does the same sums. The arithmetic is integer throughout, so every
+// path gives the same bytes.
 #include "host/Resample.h"
 
 #include <algorithm>
@@ -21,38 +24,26 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "image/CDIB.h"
 #include "platform/Env.h"
+
+// GS_RESAMPLE_PLAIN builds the plain loops alone (the tests build it that way too).
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(GS_RESAMPLE_PLAIN)
+#include <immintrin.h>
+#define GS_HOT __attribute__((target_clones("avx2", "default")))
+#define GS_AVX2 1
+#else
+#define GS_HOT
+#define GS_AVX2 0
+#endif
 
 namespace {
 
 constexpr uint8_t kGrey = 0x11;         // colour of everything outside the picture
 constexpr int32_t kUnit = 0x100000;     // 1.0 in the reciprocals' fixed point
 constexpr int kLimit = 1 << 28;         // positions are clamped to this before truncating
-
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__)) && !defined(__clang__)
-#define GS_HOT __attribute__((target_clones("avx2", "default")))
-#else
-#define GS_HOT
-#endif
-
-typedef uint32_t U32x16 __attribute__((vector_size(64)));
-typedef uint8_t U8x16 __attribute__((vector_size(16)));
-typedef uint32_t U32x4 __attribute__((vector_size(16)));
-typedef uint8_t U8x4 __attribute__((vector_size(4)));
-
-inline U32x16 Widen16(const uint8_t* p) {
-    U8x16 v;
-    std::memcpy(&v, p, sizeof v);
-    return __builtin_convertvector(v, U32x16);
-}
-
-inline U32x4 Widen4(const uint8_t* p) {
-    U8x4 v;
-    std::memcpy(&v, p, sizeof v);
-    return __builtin_convertvector(v, U32x4);
-}
 
 // Truncation toward zero, bounded so that far-off positions cannot overflow.
 inline int Trunc(float v) {
@@ -132,56 +123,156 @@ struct Column {
     uint32_t reciprocal;
 };
 
+inline uint8_t Scale(uint32_t sum, uint32_t reciprocal) { return static_cast<uint8_t>((sum * reciprocal) >> 20); }
+
 // Vertical pass over `bytes` bytes: row r0 (at `top`) x topWeight, rows r0+1 ..
-// r0+n-1 x 256, row r0+n x bottomWeight, times the reciprocal, >> 20.
-GS_HOT void VerticalPass(const uint8_t* top, long stride, int n, uint32_t topWeight,
-                         uint32_t bottomWeight, uint32_t reciprocal, int bytes, uint8_t* out) {
-    const uint8_t* last = top + stride * n;
-    int b = 0;
-    for (; b + 16 <= bytes; b += 16) {
-        U32x16 sum = Widen16(top + b) * topWeight + Widen16(last + b) * bottomWeight;
-        if (n > 1) {
-            U32x16 middle = Widen16(top + stride + b);
-            for (int k = 2; k < n; ++k) middle += Widen16(top + stride * k + b);
-            sum += middle << 8;
-        }
-        const U32x16 value = (sum * reciprocal) >> 20;
-        const U8x16 bytes16 = __builtin_convertvector(value, U8x16);
-        std::memcpy(out + b, &bytes16, sizeof bytes16);
+// r0+n-1 x 256, row r0+n x bottomWeight, times the reciprocal, >> 20. The usual
+// spans of one to three rows each get one loop; longer spans sum their middle
+// rows in `middle` (room for kChunk values) a chunk at a time.
+constexpr int kChunk = 2048;
+
+GS_HOT void VerticalPass(const uint8_t* top, long stride, int n, uint32_t topWeight, uint32_t bottomWeight,
+                         uint32_t reciprocal, int bytes, uint8_t* __restrict out, uint32_t* __restrict middle) {
+    const uint8_t* __restrict first = top;
+    const uint8_t* __restrict last = top + stride * std::max(n, 0);
+    if (n <= 1) {
+        for (int b = 0; b < bytes; ++b) out[b] = Scale(first[b] * topWeight + last[b] * bottomWeight, reciprocal);
+        return;
     }
-    for (; b < bytes; ++b) {
-        uint32_t sum = top[b] * topWeight + last[b] * bottomWeight;
-        uint32_t middle = 0;
-        for (int k = 1; k < n; ++k) middle += top[stride * k + b];
-        sum += middle << 8;
-        out[b] = static_cast<uint8_t>((sum * reciprocal) >> 20);
+    const uint8_t* __restrict m1 = top + stride;
+    if (n == 2) {
+        for (int b = 0; b < bytes; ++b)
+            out[b] = Scale(first[b] * topWeight + (uint32_t(m1[b]) << 8) + last[b] * bottomWeight, reciprocal);
+        return;
+    }
+    const uint8_t* __restrict m2 = top + stride * 2;
+    if (n == 3) {
+        for (int b = 0; b < bytes; ++b)
+            out[b] = Scale(first[b] * topWeight + ((uint32_t(m1[b]) + m2[b]) << 8) + last[b] * bottomWeight,
+                           reciprocal);
+        return;
+    }
+    for (int b0 = 0; b0 < bytes; b0 += kChunk) {
+        const int len = std::min(kChunk, bytes - b0);
+        for (int b = 0; b < len; ++b) middle[b] = uint32_t(m1[b0 + b]) + m2[b0 + b];
+        for (int k = 3; k < n; ++k) {
+            const uint8_t* __restrict row = top + stride * k + b0;
+            for (int b = 0; b < len; ++b) middle[b] += row[b];
+        }
+        for (int b = 0; b < len; ++b)
+            out[b0 + b] = Scale(first[b0 + b] * topWeight + (middle[b] << 8) + last[b0 + b] * bottomWeight, reciprocal);
     }
 }
 
-// Horizontal pass into one destination row. Line pixels are `Bpp` bytes; each
-// is read as four bytes (the fourth of a 3-byte pixel is ignored), so the line
-// has a few spare bytes at its end.
+// Horizontal pass into one destination row, plainly: per column and colour
+// byte, the left pixel x its weight, the next `count` pixels x 256, the pixel
+// after them x its weight.
 template <int Bpp>
-GS_HOT void HorizontalPass(const uint8_t* line, const Column* columns, const uint32_t* greyRow,
-                           int width, uint8_t* out) {
-    for (int c = 0; c < width; ++c, out += 4) {
+void HorizontalPlain(const uint8_t* line, const Column* columns, const uint32_t* greyRow, int first, int end,
+                     uint8_t* out) {
+    for (int c = first; c < end; ++c) {
         const Column& col = columns[c];
+        uint8_t* o = out + 4 * c;
         if (col.start < 0) {
-            std::memcpy(out, &greyRow[c], 4);
+            std::memcpy(o, &greyRow[c], 4);
             continue;
         }
         const uint8_t* p = line + col.start;
-        U32x4 sum = Widen4(p) * static_cast<uint32_t>(col.leftWeight);
-        U32x4 middle = {0, 0, 0, 0};
-        for (int k = 1; k <= col.count; ++k) middle += Widen4(p + k * Bpp);
-        sum += middle << 8;
-        sum += Widen4(p + (col.count + 1) * Bpp) * static_cast<uint32_t>(col.rightWeight);
-        const U32x4 value = (sum * col.reciprocal) >> 20;
-        U8x4 pixel = __builtin_convertvector(value, U8x4);
-        if (Bpp == 3) pixel[3] = 0xFF;
-        std::memcpy(out, &pixel, 4);
+        const uint8_t* after = p + (col.count + 1) * Bpp;
+        for (int k = 0; k < Bpp; ++k) {
+            uint32_t middle = 0;
+            for (int i = 1; i <= col.count; ++i) middle += p[i * Bpp + k];
+            const uint32_t sum = p[k] * uint32_t(col.leftWeight) + (middle << 8) + after[k] * uint32_t(col.rightWeight);
+            o[k] = Scale(sum, col.reciprocal);
+        }
+        if (Bpp == 3) o[3] = 0xFF;
     }
 }
+
+#if GS_AVX2
+// The horizontal pass with AVX2. Each column's taps (left, count x 256, right,
+// then zeros up to an even number common to the call) are taken two at a time:
+// one shuffle spreads two line pixels into 16-bit pairs per colour byte, and one
+// multiply-add with the two weights gives the four 32-bit sums of a pixel; the
+// two 128-bit halves of a register carry two destination columns.
+struct TapTable {
+    int pairs = 0;                    // tap pairs per column
+    std::vector<int32_t> starts;      // byte offset of each column's first tap
+    std::vector<int16_t> weights;     // per column and pair: the two weights, four times
+    std::vector<uint32_t> reciprocals;
+};
+
+// Builds the table; false when the taps are too many for it to pay (the plain
+// pass is used then). Outside columns get zero weights at offset 0 and are
+// written from the grey row afterwards.
+bool MakeTapTable(const Column* columns, int width, TapTable& table) {
+    int taps = 2;
+    for (int c = 0; c < width; ++c)
+        if (columns[c].start >= 0) taps = std::max(taps, columns[c].count + 2);
+    if (taps > 64) return false;
+    table.pairs = (taps + 1) / 2;
+    const size_t perColumn = size_t(table.pairs) * 8;
+    table.starts.assign(size_t(width) + 1, 0);
+    table.weights.assign((size_t(width) + 1) * perColumn, 0);
+    table.reciprocals.assign(size_t(width) + 1, 0);
+    for (int c = 0; c < width; ++c) {
+        const Column& col = columns[c];
+        if (col.start < 0) continue;
+        table.starts[size_t(c)] = col.start;
+        table.reciprocals[size_t(c)] = col.reciprocal;
+        int16_t* w = &table.weights[size_t(c) * perColumn];
+        for (int t = 0; t <= col.count + 1; ++t) {
+            const int16_t weight = int16_t(t == 0 ? col.leftWeight : t == col.count + 1 ? col.rightWeight : 256);
+            for (int k = 0; k < 4; ++k) w[(t / 2) * 8 + k * 2 + t % 2] = weight;
+        }
+    }
+    return true;
+}
+
+__attribute__((target("avx2"))) void HorizontalAvx2(const uint8_t* line, const TapTable& table, int bpp, int width,
+                                                    uint8_t* out) {
+    const __m256i spread = bpp == 4
+        ? _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1,
+                           0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1)
+        : _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1,
+                           0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
+    const __m128i opaque = _mm_set1_epi32(bpp == 4 ? 0 : int(0xFF000000u));
+    const __m256i lowByte = _mm256_set1_epi32(0xFF);
+    const int pairs = table.pairs;
+    const size_t perColumn = size_t(pairs) * 8;
+    const int16_t* weights = table.weights.data();
+    for (int c = 0; c < width; c += 2) {
+        // An odd last column is paired with the table's spare zero column.
+        const uint8_t* a = line + table.starts[size_t(c)];
+        const uint8_t* b = line + table.starts[size_t(c) + 1];
+        const int16_t* wa = weights + size_t(c) * perColumn;
+        const int16_t* wb = wa + perColumn;
+        __m256i sum = _mm256_setzero_si256();
+        for (int p = 0; p < pairs; ++p) {
+            const __m128i pa = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 2 * p * bpp));
+            const __m128i pb = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 2 * p * bpp));
+            const __m256i pixels = _mm256_shuffle_epi8(_mm256_set_m128i(pb, pa), spread);
+            const __m256i w = _mm256_set_m128i(_mm_loadu_si128(reinterpret_cast<const __m128i*>(wb + p * 8)),
+                                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(wa + p * 8)));
+            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pixels, w));
+        }
+        const __m256i recip = _mm256_set_m128i(_mm_set1_epi32(int(table.reciprocals[size_t(c) + 1])),
+                                               _mm_set1_epi32(int(table.reciprocals[size_t(c)])));
+        const __m256i value = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(sum, recip), 20), lowByte);
+        const __m128i words = _mm_packus_epi32(_mm256_castsi256_si128(value), _mm256_extracti128_si256(value, 1));
+        const __m128i bytes = _mm_or_si128(_mm_packus_epi16(words, words), opaque);
+        if (c + 1 < width)
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 4 * c), bytes);
+        else
+            *reinterpret_cast<int32_t*>(out + 4 * c) = _mm_cvtsi128_si32(bytes);
+    }
+}
+
+bool HaveAvx2() {
+    static const bool have = __builtin_cpu_supports("avx2");
+    return have;
+}
+#endif
 
 // Quality 50 or less on a row inside the picture: the nearest source pixel.
 template <int Bpp>
@@ -225,12 +316,14 @@ bool CropRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality
     // The line holds one source row, then grey pixels (alpha 0 for a 32-bit
     // source) that the outside pixel and the pixel after the last column read.
     // Line pixels that the vertical pass does not write stay grey throughout.
-    const long lineBytes = std::max<long>(long(bpp) * sw + long(dw) * 7 + 128, long(bpp) * (sw + 2) + 16);
+    // Tap pairs read up to 128 pixels past a column's start, and 8 bytes at a time.
+    const long lineBytes = std::max<long>(long(bpp) * sw + long(dw) * 7 + 128, long(bpp) * (sw + 130) + 16);
     std::unique_ptr<uint8_t[]> line(new (std::nothrow) uint8_t[size_t(lineBytes)]);
     std::unique_ptr<Column[]> columns(new (std::nothrow) Column[size_t(dw)]);
     std::unique_ptr<int32_t[]> nearest(new (std::nothrow) int32_t[size_t(dw)]);
     std::unique_ptr<uint32_t[]> greyRow(new (std::nothrow) uint32_t[size_t(dw)]);
-    if (!line || !columns || !nearest || !greyRow) return false;
+    std::unique_ptr<uint32_t[]> middle(new (std::nothrow) uint32_t[kChunk]);
+    if (!line || !columns || !nearest || !greyRow || !middle) return false;
     std::memset(line.get(), kGrey, size_t(lineBytes));
     if (bpp == 4)
         for (long i = 3; i < lineBytes; i += 4) line[size_t(i)] = 0;
@@ -265,6 +358,14 @@ bool CropRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality
     const int byteCount = std::max(0, (lastColumn + 1) * bpp - firstByte);
     const bool leftOfRight = Trunc(cam.left) < sw;
 
+#if GS_AVX2
+    TapTable taps;
+    const bool wide = quality > 50 && HaveAvx2() && MakeTapTable(columns.get(), dw, taps);
+    std::vector<int> outsideColumns;
+    for (int c = 0; c < dw; ++c)
+        if (columns[size_t(c)].start < 0) outsideColumns.push_back(c);
+#endif
+
     for (int d = rows.first; d < rows.end; d += rows.step) {
         uint8_t* out = dest->bits + destStride * d;
         float y = cam.bottom + scaleY * static_cast<float>(d);
@@ -289,11 +390,18 @@ bool CropRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality
         const int bottomWeight = Trunc((y1 - static_cast<float>(r1)) * 256.0f);
         const int divisor = bottomWeight + topWeight + std::max(0, n * 256 - 256);
         VerticalPass(top + firstByte, sourceStride, n, uint32_t(topWeight), uint32_t(bottomWeight),
-                     Reciprocal(divisor), byteCount, line.get() + firstByte);
+                     Reciprocal(divisor), byteCount, line.get() + firstByte, middle.get());
+#if GS_AVX2
+        if (wide) {
+            HorizontalAvx2(line.get(), taps, bpp, dw, out);
+            for (int c : outsideColumns) std::memcpy(out + 4 * c, &greyRow[size_t(c)], 4);
+            continue;
+        }
+#endif
         if (bpp == 4)
-            HorizontalPass<4>(line.get(), columns.get(), greyRow.get(), dw, out);
+            HorizontalPlain<4>(line.get(), columns.get(), greyRow.get(), 0, dw, out);
         else
-            HorizontalPass<3>(line.get(), columns.get(), greyRow.get(), dw, out);
+            HorizontalPlain<3>(line.get(), columns.get(), greyRow.get(), 0, dw, out);
     }
     return true;
 }
