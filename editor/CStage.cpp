@@ -344,7 +344,13 @@ void CStage::Release(int x, int y) {
 }
 
 void CStage::SecondaryRelease(int x, int y) {
-    if (MouseCheck(x, y, 0) == kStageNoDrag || !pTime) return;
+    // The press before this release may have started a drag; it ends here.
+    const bool dragging = dragMode != kStageNoDrag;
+    dragMode = kStageNoDrag;
+    if (MouseCheck(x, y, 0) == kStageNoDrag || !pTime) {
+        if (dragging) OnDraw();
+        return;
+    }
     tagRECT client;
     GetClientRect(client);
     KeyStruct copy = workingKey;

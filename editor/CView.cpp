@@ -137,6 +137,11 @@ void CView::Refresh(bool full) {
         key = pStage->workingKey;
     else
         pDoc->QueueKey(&key, pDoc->FindCurPic(gCurFrame), gCurFrame, 0);
+    // A rolled or tilted camera needs the rotating filter even when no key of
+    // the picture has turned yet.
+    const bool turned = key.rotation1 != 0.0f || key.rotation2 != 0.0f || key.rotation3 != 0.0f;
+    pDoc->useRotation = turned || pDoc->HasRotationInShow(pDoc->FindCurPic(gCurFrame)) ? 1 : 0;
+
     const float aspect = pDoc->aspect;
     const float pictureHeight = static_cast<float>(pDoc->GetHgt());
     const float w = key.width;
