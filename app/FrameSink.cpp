@@ -48,11 +48,12 @@ bool IsFolder(const std::string& path) {
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// Creates (or empties) `path` to prove that it can be written.
-bool Touch(const std::string& path, std::string& error) {
+// Creates (or empties) `path` to prove that `output`, which is written
+// through it, can be written.
+bool Touch(const std::string& path, const std::string& output, std::string& error) {
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) {
-        error = SysError("cannot write", path);
+        error = SysError("cannot write", output);
         return false;
     }
     ::close(fd);
@@ -89,7 +90,7 @@ public:
                     "or write pictures instead, e.g. -o frames/f_%05d.png";
             return false;
         }
-        if (!Touch(part_, error)) return false;
+        if (!Touch(part_, target_.path, error)) return false;
         created_ = true;
 
         // ffmpeg's messages go to a file of their own; a pipe could fill up while
@@ -248,8 +249,9 @@ public:
 
     bool Open(std::string& error) override {
         // Prove that the folder takes files before the first frame is drawn.
-        const std::string probe = FormatFramePath(target_.path, 0) + ".part";
-        if (!Touch(probe, error)) return false;
+        const std::string first = FormatFramePath(target_.path, 0);
+        const std::string probe = first + ".part";
+        if (!Touch(probe, first, error)) return false;
         ::unlink(probe.c_str());
         if (!picture_.Create(format_.width, format_.height, 24)) {
             error = "not enough memory for a " + std::to_string(format_.width) + "x" +

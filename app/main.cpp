@@ -179,11 +179,20 @@ int RunDemoCommand(RenderText t) {
     }
     const gs::RenderResult result = gs::RunRender(request);
     gs::StopTool();
+    const bool raw = request.output.kind == gs::OutputKind::Raw;
+    if (raw) {
+        // The example's files were only the render's input.
+        std::remove(picturePath.c_str());
+        std::remove(showPath.c_str());
+        rmdir(base.substr(0, base.find_last_of('/')).c_str());
+    }
     const int status = Report(result);
     if (status != 0) return status;
-    std::printf("demo: %s (%ld frames, %dx%d, %s fps)\n", result.where.c_str(), result.frames,
-                request.size.width, request.size.height, t.fps.c_str());
-    std::printf("show: %s  picture: %s\n", showPath.c_str(), picturePath.c_str());
+    // Raw frames own standard output; the summary goes beside them.
+    std::FILE* summary = raw ? stderr : stdout;
+    std::fprintf(summary, "demo: %s (%ld frames, %dx%d, %s fps)\n", result.where.c_str(), result.frames,
+                 request.size.width, request.size.height, t.fps.c_str());
+    if (!raw) std::fprintf(summary, "show: %s  picture: %s\n", showPath.c_str(), picturePath.c_str());
     return 0;
 }
 

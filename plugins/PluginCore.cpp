@@ -192,6 +192,15 @@ long FrameForTime(double seconds, double fps) {
     return static_cast<long>(frame);
 }
 
+long FrameForUpdate(long& nextFrame, double time, double secondsPerUnit, double fps) {
+    const double seconds = time * secondsPerUnit;
+    const long frame = std::isfinite(seconds) && seconds >= 0.0 && seconds * fps < 2147483647.0
+                           ? FrameForTime(seconds, fps)
+                           : nextFrame;
+    nextFrame = frame < 2147483647L ? frame + 1 : frame;
+    return frame;
+}
+
 double SecondsPerTimeUnit(const void* caller) {
     Dl_info where;
     if (caller && dladdr(caller, &where) && where.dli_fname) {
@@ -291,7 +300,7 @@ void PluginUpdate(PluginInstance* in, double time, const uint32_t* pixels, uint3
         CDoc& doc = *in->doc;
         const int32_t rate = static_cast<int32_t>(std::lround(in->fps * 100.0));
         gFrameRate = rate;
-        const long frame = FrameForTime(time * SecondsPerTimeUnit(caller), rate / 100.0);
+        const long frame = FrameForUpdate(in->nextFrame, time, SecondsPerTimeUnit(caller), rate / 100.0);
         FitCamera(doc, in->width, in->height, AspectChoice::FollowFrame);
         if (in->kind == PluginKind::Filter) {
             KeyStruct saved[kMaxKeys];

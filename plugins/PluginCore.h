@@ -51,6 +51,7 @@ struct PluginInstance {
     // 0 when the picture could not be read.
     long naturalWidth = 0;
     long naturalHeight = 0;
+    long nextFrame = 0;        // the frame after the last one drawn
     CDIB work;
 };
 
@@ -75,6 +76,12 @@ void PluginUpdate(PluginInstance* instance, double time, const uint32_t* in, uin
 
 // The frame number for a host time: time in seconds x fps, to the nearest frame.
 long FrameForTime(double seconds, double fps);
+
+// The frame an update draws. ffmpeg's frei0r filter passes a meaningless time
+// (from a missing timestamp) whenever it has to copy its input frame; then the
+// frame after the previous one is drawn, which is right for a stream that the
+// host plays from its start.
+long FrameForUpdate(long& nextFrame, double time, double secondsPerUnit, double fps);
 
 // Seconds per unit of `time` for a call made from `caller`: ffmpeg's frei0r
 // filters (libavfilter) pass milliseconds, other hosts seconds.
