@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cairo.h>
+#include <string>
 #include <pango/pangocairo.h>
 
 #include "motion/Types.h"
@@ -29,6 +30,9 @@ void ForgetCurrentFont(void* font);
 // A Pango layout of `text` (at most `maxChars` bytes, read as UTF-8 when it
 // is valid and as Latin-1 otherwise) in `font` for `cr`. Caller unrefs.
 PangoLayout* MakeTextLayout(cairo_t* cr, LayerFont* font, const char* text, int maxChars);
+// The program's bytes as UTF-8 (Latin-1 when they are not UTF-8 already),
+// at most `maxChars` bytes of them.
+std::string LayerUtf8(const char* text, int maxChars);
 // Width in pixels of `text` in `font`.
 long MeasureText(LayerFont* font, const char* text);
 
@@ -63,6 +67,11 @@ void CursorHotSpot(int cursor, int size, int& x, int& y);
 // that parent's top-level window.
 bool HasTitleBar(long style);
 bool IsPlacedChild(const CPWnd* window);
+
+// Installs `backend` as the started one (StopWindowLayer deletes it),
+// stopping any started before.
+class WindowBackend;
+void AdoptStartedBackend(WindowBackend* backend);
 
 // Window layer bookkeeping the loop and the backends share.
 int RegistryIndex(const CPWnd* window);

@@ -34,8 +34,10 @@ cairo_font_options_t* TextOptions() {
     return options;
 }
 
-// The program's strings are bytes: UTF-8 when they validate, else Latin-1.
-std::string ToUtf8(const char* text, int maxChars) {
+}  // namespace
+
+std::string LayerUtf8(const char* text, int maxChars) {
+    if (!text) return std::string();
     size_t length = strnlen(text, static_cast<size_t>(maxChars));
     const char* end = nullptr;
     if (g_utf8_validate(text, static_cast<gssize>(length), &end)) return std::string(text, length);
@@ -54,8 +56,6 @@ std::string ToUtf8(const char* text, int maxChars) {
     }
     return out;
 }
-
-}  // namespace
 
 LayerFont* NewLayerFont(const char* face, int points, bool bold) {
     auto* font = new LayerFont;
@@ -87,7 +87,7 @@ PangoLayout* MakeTextLayout(cairo_t* cr, LayerFont* font, const char* text, int 
     pango_cairo_context_set_font_options(pango_layout_get_context(layout), TextOptions());
     pango_layout_context_changed(layout);
     if (font) pango_layout_set_font_description(layout, font->description);
-    const std::string utf8 = ToUtf8(text ? text : "", maxChars);
+    const std::string utf8 = LayerUtf8(text, maxChars);
     pango_layout_set_text(layout, utf8.c_str(), static_cast<int>(utf8.size()));
     return layout;
 }

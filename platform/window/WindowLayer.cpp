@@ -9,8 +9,10 @@
 #include "platform/window/Headless.h"
 #include "platform/window/LayerInternal.h"
 
+namespace {
 // The backend the layer started and owns.
 std::unique_ptr<WindowBackend> gStartedBackend;
+}  // namespace
 
 WindowPlatform ChooseWindowPlatform(const char* setting, bool displayPresent) {
     if (setting && std::strcmp(setting, "headless") == 0) return WindowPlatform::Headless;
@@ -24,13 +26,16 @@ bool DisplayPresent() {
     return (x11 && *x11) || (wayland && *wayland);
 }
 
-HeadlessBackend* StartHeadlessWindowLayer() {
+void AdoptStartedBackend(WindowBackend* backend) {
     StopWindowLayer();
-    auto backend = std::make_unique<HeadlessBackend>();
-    HeadlessBackend* started = backend.get();
-    gStartedBackend = std::move(backend);
-    InstallWindowBackend(started);
-    return started;
+    gStartedBackend.reset(backend);
+    InstallWindowBackend(backend);
+}
+
+HeadlessBackend* StartHeadlessWindowLayer() {
+    auto* backend = new HeadlessBackend;
+    AdoptStartedBackend(backend);
+    return backend;
 }
 
 void StopWindowLayer() {

@@ -21,3 +21,7 @@ HeadlessBackend* StartHeadlessWindowLayer();
 WindowPlatform StartWindowLayer();
 // Takes the windows' platform windows away, uninstalls and deletes the backend.
 void StopWindowLayer();
+
+// Writes the whole screen to a PNG file when the GTK backend runs; 1 on
+// success, 0 otherwise (defined with the GTK backend).
+int WriteScreenPNG(const char* path);
