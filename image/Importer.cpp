@@ -28,32 +28,49 @@ struct MemBlock {
     unsigned char* p;
 };
 
-// Stores one top-down source row of `channels` (1 grey or 3 RGB) bytes a pixel
-// as blue, green, red.
-void StoreRow(const uint8_t* in, long width, int channels, uint8_t* out) {
+inline void StorePixel(const uint8_t* in, int channels, uint8_t* out) {
     if (channels == 3) {
-        for (long x = 0; x < width; ++x, in += 3, out += 3) {
-            out[0] = in[2];
-            out[1] = in[1];
-            out[2] = in[0];
-        }
+        out[0] = in[2];
+        out[1] = in[1];
+        out[2] = in[0];
     } else {
-        for (long x = 0; x < width; ++x, ++in, out += 3) out[0] = out[1] = out[2] = *in;
+        out[0] = out[1] = out[2] = in[0];
     }
 }
 
-// Source pixel (column, row) of a w x h picture shown at (x, y) under EXIF
-// orientation `o` (2 to 8; 1 and unknown values show the picture as stored).
-void SourceOf(int o, long x, long y, long w, long h, long& sx, long& sy) {
-    switch (o) {
-    case 2: sx = w - 1 - x; sy = y; break;          // mirrored left to right
-    case 3: sx = w - 1 - x; sy = h - 1 - y; break;  // turned half way
-    case 4: sx = x; sy = h - 1 - y; break;          // mirrored top to bottom
-    case 5: sx = y; sy = x; break;                  // transposed
-    case 6: sx = y; sy = h - 1 - x; break;          // stored a quarter turn anticlockwise
-    case 7: sx = w - 1 - y; sy = h - 1 - x; break;  // transversed
-    case 8: sx = w - 1 - y; sy = x; break;          // stored a quarter turn clockwise
-    default: sx = x; sy = y; break;
+// Stores source rows y0..y1-1 of a w x h picture (`chunk`, top-down, `channels`
+// bytes a pixel: 1 grey or 3 RGB) into `dib` as shown under EXIF orientation
+// `o` (1 to 8). The buffer is already made at the shown size.
+void Place(CDIB* dib, const uint8_t* chunk, long y0, long y1, long w, long h, int channels, int o) {
+    const long srcRow = w * channels;
+    const long shownH = o >= 5 ? w : h;
+    // Top-down shown row y lives in storage row shownH - 1 - y.
+    auto shownRow = [&](long y) { return dib->GetBitsAdd(static_cast<int>(shownH - 1 - y)); };
+    if (o < 5) {
+        // Source rows stay rows, mirrored left to right (2, 3) and/or top to
+        // bottom (3, 4).
+        const bool mirrorX = o == 2 || o == 3, mirrorY = o == 3 || o == 4;
+        for (long sy = y0; sy < y1; ++sy) {
+            const uint8_t* in = chunk + (sy - y0) * srcRow;
+            uint8_t* out = shownRow(mirrorY ? h - 1 - sy : sy);
+            if (mirrorX) {
+                for (long sx = 0; sx < w; ++sx) StorePixel(in + sx * channels, channels, out + 3 * (w - 1 - sx));
+            } else {
+                for (long sx = 0; sx < w; ++sx) StorePixel(in + sx * channels, channels, out + 3 * sx);
+            }
+        }
+        return;
+    }
+    // Quarter turns: source columns become shown rows (sx -> y, sy -> x). The
+    // chunk's rows are walked across for each column, so that the writes run
+    // along one shown row while the chunk stays in the cache.
+    const bool flipRows = o == 7 || o == 8;  // shown y = w - 1 - sx
+    const bool flipCols = o == 6 || o == 7;  // shown x = h - 1 - sy
+    for (long sx = 0; sx < w; ++sx) {
+        uint8_t* out = shownRow(flipRows ? w - 1 - sx : sx);
+        const uint8_t* in = chunk + sx * channels;
+        for (long sy = y0; sy < y1; ++sy, in += srcRow)
+            StorePixel(in, channels, out + 3 * (flipCols ? h - 1 - sy : sy));
     }
 }
 
@@ -74,52 +91,28 @@ int Import(CDIB* dib, const char* path) {
     int orientation = spec.get_int_attribute("Orientation", 1);
     if (orientation < 1 || orientation > 8) orientation = 1;
     const bool quarter = orientation >= 5;
-    const long outW = quarter ? h : w, outH = quarter ? w : h;
-    if (!dib->Create(outW, outH, 24)) return kPicNoMemory;
+    if (!dib->Create(quarter ? h : w, quarter ? w : h, 24)) return kPicNoMemory;
 
     // Colour pictures give their first three channels; anything with fewer is
     // taken as grey from its first.
     const int channels = spec.nchannels >= 3 ? 3 : 1;
-    const long srcRow = w * channels;
     const int sub = in->current_subimage(), mip = in->current_miplevel();
-
-    if (orientation == 1 && spec.tile_width == 0) {
-        // Upright scanline pictures go straight into the rows, a chunk at a time.
-        MemBlock chunk(srcRow * kChunkRows);
-        if (!chunk.p) return kPicNoMemory;
-        for (long y0 = 0; y0 < h; y0 += kChunkRows) {
-            const long y1 = std::min(h, y0 + kChunkRows);
-            if (!in->read_scanlines(sub, mip, spec.y + static_cast<int>(y0), spec.y + static_cast<int>(y1),
-                                    spec.z, 0, channels, OIIO::TypeDesc::UINT8, chunk.p)) {
-                in->geterror();
-                return kPicUnreadable;
-            }
-            for (long y = y0; y < y1; ++y)
-                StoreRow(chunk.p + (y - y0) * srcRow, w, channels, dib->GetBitsAdd(static_cast<int>(h - 1 - y)));
+    // Scanline files are read a chunk of rows at a time; tiled ones whole.
+    const bool tiled = spec.tile_width != 0;
+    const long chunkRows = tiled ? h : std::min(h, kChunkRows);
+    MemBlock chunk(w * channels * chunkRows);
+    if (!chunk.p) return kPicNoMemory;
+    for (long y0 = 0; y0 < h; y0 += chunkRows) {
+        const long y1 = std::min(h, y0 + chunkRows);
+        const bool ok = tiled ? in->read_image(sub, mip, 0, channels, OIIO::TypeDesc::UINT8, chunk.p)
+                              : in->read_scanlines(sub, mip, spec.y + static_cast<int>(y0),
+                                                   spec.y + static_cast<int>(y1), spec.z, 0, channels,
+                                                   OIIO::TypeDesc::UINT8, chunk.p);
+        if (!ok) {
+            in->geterror();
+            return kPicUnreadable;
         }
-        return kPicLoaded;
-    }
-
-    MemBlock whole(srcRow * h);
-    if (!whole.p) return kPicNoMemory;
-    if (!in->read_image(sub, mip, 0, channels, OIIO::TypeDesc::UINT8, whole.p)) {
-        in->geterror();
-        return kPicUnreadable;
-    }
-    for (long y = 0; y < outH; ++y) {
-        uint8_t* out = dib->GetBitsAdd(static_cast<int>(outH - 1 - y));
-        for (long x = 0; x < outW; ++x, out += 3) {
-            long sx, sy;
-            SourceOf(orientation, x, y, w, h, sx, sy);
-            const uint8_t* p = whole.p + sy * srcRow + sx * channels;
-            if (channels == 3) {
-                out[0] = p[2];
-                out[1] = p[1];
-                out[2] = p[0];
-            } else {
-                out[0] = out[1] = out[2] = p[0];
-            }
-        }
+        Place(dib, chunk.p, y0, y1, w, h, channels, orientation);
     }
     return kPicLoaded;
 }

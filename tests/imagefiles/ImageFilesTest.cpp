@@ -76,9 +76,12 @@ TEST(PictureImporter, JpegPngAndRunLengthTarga) {
 }
 
 TEST(PictureImporter, ExifOrientationStandsThePhotoUpright) {
-    // Stored 37 x 23 with orientation 6: shown 23 wide and 37 high, as
-    // ImageMagick's auto-orientation shows it.
-    CheckLoads(Expect{"jpeg_exif6_pil.jpg", 24, 3, 2, kH, kW});
+    // Stored 37 x 23; shown as ImageMagick's auto-orientation shows it. From 5 on
+    // the picture is turned a quarter: orientation 6 is a camera's portrait shot.
+    for (int o = 1; o <= 8; ++o) {
+        const std::string name = "jpeg_exif" + std::to_string(o) + "_pil.jpg";
+        CheckLoads(Expect{name.c_str(), 24, 3, 2, o >= 5 ? kH : kW, o >= 5 ? kW : kH});
+    }
 }
 
 // Loads through the picture list's entry point with messages on.

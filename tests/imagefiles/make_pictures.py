@@ -156,7 +156,7 @@ def main(out):
     run(CONVERT, "-size", "9000x2", "xc:gray", p("wide.psd"))
 
     # Through the importer: JPEG from ffmpeg and ImageMagick, PNG from Pillow,
-    # and a JPEG stored sideways with EXIF orientation 6, as cameras write them.
+    # and JPEGs with every EXIF orientation (6 is a portrait shot from a camera).
     smooth(W, H).save(p("smooth.png"))
     run("ffmpeg", "-nostdin", "-loglevel", "error", "-y", "-i", p("smooth.png"), "-q:v", "2", p("jpeg_ff.jpg"))
     im_reference(out, "jpeg_ff.jpg")
@@ -166,10 +166,12 @@ def main(out):
     pil_reference(out, "png_pil.png")
     src_alpha.save(p("png_alpha_pil.png"))
     pil_reference(out, "png_alpha_pil.png")
-    exif = Image.Exif()
-    exif[0x0112] = 6
-    smooth(W, H).save(p("jpeg_exif6_pil.jpg"), quality=95, exif=exif.tobytes())
-    im_reference_oriented(out, "jpeg_exif6_pil.jpg")
+    for orientation in range(1, 9):
+        exif = Image.Exif()
+        exif[0x0112] = orientation
+        name = f"jpeg_exif{orientation}_pil.jpg"
+        smooth(W, H).save(p(name), quality=95, exif=exif.tobytes())
+        im_reference_oriented(out, name)
 
     with open(p("not_a_picture.txt"), "w") as f:
         f.write("hello, this is not a picture at all\n")
