@@ -312,4 +312,44 @@ TEST(Renderer, InterleavesFieldsAndHonoursTheFieldRates) {
     EXPECT_FALSE(plain->RenderFrame(6, 0, true, 40, 30, nullptr, false));
 }
 
+// With two pictures, frames in the second one's lead-in may come from the
+// first, whose camera then runs on past its last key by the lead-in.
+TEST(Renderer, HandsOverBetweenPictures) {
+    ScratchFolder folder;
+    ASSERT_TRUE(WriteTestPicture(folder / "first.tga", 120, 90));
+    ASSERT_TRUE(WriteTestPicture(folder / "second.tga", 60, 90));
+    const KeyStruct firstKeys[] = {CameraKey(0, 60, 45, 60), CameraKey(20, 80, 50, 40)};
+    KeyStruct secondKeys[] = {CameraKey(0, 30, 45, 30), CameraKey(20, 20, 40, 20)};
+    secondKeys[0].reservedB = 5.0f;  // a lead-in of five frames
+
+    auto doc = DocWithSettings();
+    SetShow(*doc, folder / "first.tga", firstKeys);
+    MakePathSpec(doc->pictureFile[1], (folder / "second.tga").c_str());
+    doc->keys[1][0] = secondKeys[0];
+    doc->keys[1][1] = secondKeys[1];
+    doc->keyCount[1] = 2;
+    doc->pictureCount = 2;
+    doc->LoadPicture(&doc->pictureFile[0], 0, -1);
+    gFrameRate = 2500;
+    const char* keyBytes = reinterpret_cast<const char*>(doc->keys);
+    const std::vector<char> before(keyBytes, keyBytes + sizeof doc->keys);
+
+    // What the first picture shows at frame 2 with its last key 5 frames later.
+    auto alone = DocWithSettings();
+    const KeyStruct stretched[] = {CameraKey(0, 60, 45, 60), CameraKey(25, 80, 50, 40)};
+    SetShow(*alone, folder / "first.tga", stretched);
+    alone->LoadPicture(&alone->pictureFile[0], 0, -1);
+    CDIB expected(40, 30, 32);
+    ASSERT_TRUE(alone->RenderFrame(2, 0, true, 40, 30, &expected, false));
+
+    CDIB handed(40, 30, 32), kept(40, 30, 32);
+    ASSERT_TRUE(doc->RenderFrame(2, 0, true, 40, 30, &handed, true));
+    EXPECT_EQ(0, std::memcmp(expected.GetBitsAdd(0), handed.GetBitsAdd(0), 40 * 4 * 30));
+    EXPECT_EQ(0, std::memcmp(before.data(), doc->keys, before.size()));
+    // Without hand-over (the effect's case) the second picture is drawn.
+    ASSERT_TRUE(doc->RenderFrame(2, 0, true, 40, 30, &kept, false));
+    EXPECT_NE(0, std::memcmp(handed.GetBitsAdd(0), kept.GetBitsAdd(0), 40 * 4 * 30));
+    EXPECT_EQ(0, std::memcmp(before.data(), doc->keys, before.size()));
+}
+
 }  // namespace
