@@ -12,6 +12,7 @@
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -196,6 +197,25 @@ int RunDemoCommand(RenderText t) {
     return 0;
 }
 
+// `edit` runs the editor program installed beside this one (glimmerstroll-edit),
+// so that this tool never loads a windowing library.
+int RunEditCommand(std::string showPath) {
+    std::string program = "glimmerstroll-edit";
+    char self[4096];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        self[n] = '\0';
+        const std::string path(self);
+        program = path.substr(0, path.rfind('/') + 1) + program;
+    }
+    std::vector<char*> args{program.data()};
+    if (!showPath.empty()) args.push_back(showPath.data());
+    args.push_back(nullptr);
+    execv(program.c_str(), args.data());
+    return Fail("cannot run " + program + ": " + std::strerror(errno) +
+                " (the editor is built when GTK 3 is installed: make deps)");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -227,6 +247,10 @@ int main(int argc, char** argv) {
     demo->add_option("-o,--output", demoText.output, "where the video goes (default out/demo.mp4)");
     AddRenderOptions(demo, demoText, true);
 
+    std::string editShow;
+    CLI::App* edit = app.add_subcommand("edit", "open the editor on a show file (a new one when it does not exist)");
+    edit->add_option("show", editShow, "the show file (.gsx); none: an untitled show");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
@@ -239,5 +263,6 @@ int main(int argc, char** argv) {
     if (render->parsed()) return RunRenderCommand(renderText, renderShow);
     if (info->parsed()) return RunInfoCommand(infoShow, infoJson, infoFps);
     if (demo->parsed()) return RunDemoCommand(demoText);
+    if (edit->parsed()) return RunEditCommand(editShow);
     return Fail("no command given (see glimmerstroll --help)", kExitUsage);
 }

@@ -2,6 +2,11 @@
 // (the glimmerstroll-edit program behind `glimmerstroll edit`).
 #pragma once
 
+#include <string>
+
+class CMain;
+class HeadlessBackend;
+
 // Runs the modal editor on pDoc and returns its result: 0 applies the moves,
 // 1 drops them. A window backend must be installed.
 int RunEditor();
@@ -21,3 +26,19 @@ enum : int {
 // the environment and the window backend, runs the editor, and closes the
 // environment again. Returns one of the statuses above.
 int EditShowFile(const char* path);
+
+// Editor scripts drive the editor where there is no display (the headless
+// backend). GLIMMERSTROLL_EDITOR_SCRIPT holds one, read when the editor opens.
+// Tokens, separated by blanks, act in order:
+//   menu:N        choose the menu item of command N ("menu:2002")
+//   key:C  cmd:C  press C, alone or with command; C is one character or #code
+//   close         the close box
+//   yes  no       answer the next yes-or-no question
+//   open:PATH  save:PATH   answer the next file dialog (an empty PATH cancels)
+// When the script has run out the headless backend leaves the editor as a
+// user would: Escape, then the platform's quit request.
+constexpr const char* kEditorScriptVariable = "GLIMMERSTROLL_EDITOR_SCRIPT";
+// Queues the script's events and answers; false with a reason in `error` (and
+// nothing queued) when a token is not understood.
+bool QueueEditorScript(HeadlessBackend& backend, CMain& frame, const char* script,
+                       std::string& error);
