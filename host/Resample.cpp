@@ -11,7 +11,7 @@
 // Speed: the column tables are built once a call, the vertical pass touches
 // only the columns under the camera, and its loops are plain loops over bytes
 // that the compiler vectorises (built for AVX2 and for the baseline, the one
-// for the processor picked at load time). The horizontal pass has an AVX2 form
+// for the processor picked at run time). The horizontal pass has an AVX2 form
 // that sums two taps of two destination pixels per instruction; elsewhere a
 // plain loop does the same sums. The arithmetic is integer throughout, so every
 // path gives the same bytes.
@@ -30,12 +30,10 @@
 #include "platform/Env.h"
 
 // GS_RESAMPLE_PLAIN builds the plain loops alone (the tests build it that way too).
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(GS_RESAMPLE_PLAIN)
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(GS_RESAMPLE_PLAIN)
 #include <immintrin.h>
-#define GS_HOT __attribute__((target_clones("avx2", "default")))
 #define GS_AVX2 1
 #else
-#define GS_HOT
 #define GS_AVX2 0
 #endif
 
@@ -128,11 +126,13 @@ inline uint8_t Scale(uint32_t sum, uint32_t reciprocal) { return static_cast<uin
 // Vertical pass over `bytes` bytes: row r0 (at `top`) x topWeight, rows r0+1 ..
 // r0+n-1 x 256, row r0+n x bottomWeight, times the reciprocal, >> 20. The usual
 // spans of one to three rows each get one loop; longer spans sum their middle
-// rows in `middle` (room for kChunk values) a chunk at a time.
+// rows in `middle` (room for kChunk values) a chunk at a time. The body is
+// built twice, for AVX2 and for the baseline (see VerticalPass).
 constexpr int kChunk = 2048;
 
-GS_HOT void VerticalPass(const uint8_t* top, long stride, int n, uint32_t topWeight, uint32_t bottomWeight,
-                         uint32_t reciprocal, int bytes, uint8_t* __restrict out, uint32_t* __restrict middle) {
+inline __attribute__((always_inline)) void VerticalBody(const uint8_t* top, long stride, int n, uint32_t topWeight,
+                                                        uint32_t bottomWeight, uint32_t reciprocal, int bytes,
+                                                        uint8_t* __restrict out, uint32_t* __restrict middle) {
     const uint8_t* __restrict first = top;
     const uint8_t* __restrict last = top + stride * std::max(n, 0);
     if (n <= 1) {
@@ -162,6 +162,34 @@ GS_HOT void VerticalPass(const uint8_t* top, long stride, int n, uint32_t topWei
         for (int b = 0; b < len; ++b)
             out[b0 + b] = Scale(first[b0 + b] * topWeight + (middle[b] << 8) + last[b0 + b] * bottomWeight, reciprocal);
     }
+}
+
+void VerticalBase(const uint8_t* top, long stride, int n, uint32_t topWeight, uint32_t bottomWeight,
+                  uint32_t reciprocal, int bytes, uint8_t* out, uint32_t* middle) {
+    VerticalBody(top, stride, n, topWeight, bottomWeight, reciprocal, bytes, out, middle);
+}
+
+#if GS_AVX2
+bool HaveAvx2() {
+    static const bool have = __builtin_cpu_supports("avx2");
+    return have;
+}
+
+__attribute__((target("avx2"))) void VerticalAvx2(const uint8_t* top, long stride, int n, uint32_t topWeight,
+                                                  uint32_t bottomWeight, uint32_t reciprocal, int bytes,
+                                                  uint8_t* out, uint32_t* middle) {
+    VerticalBody(top, stride, n, topWeight, bottomWeight, reciprocal, bytes, out, middle);
+}
+#endif
+
+// The vertical pass for this processor. (Chosen here rather than by the
+// loader, which would run the choice before sanitizer run-times are ready.)
+void VerticalPass(const uint8_t* top, long stride, int n, uint32_t topWeight, uint32_t bottomWeight,
+                  uint32_t reciprocal, int bytes, uint8_t* out, uint32_t* middle) {
+#if GS_AVX2
+    if (HaveAvx2()) return VerticalAvx2(top, stride, n, topWeight, bottomWeight, reciprocal, bytes, out, middle);
+#endif
+    VerticalBase(top, stride, n, topWeight, bottomWeight, reciprocal, bytes, out, middle);
 }
 
 // Horizontal pass into one destination row, plainly: per column and colour
@@ -266,11 +294,6 @@ __attribute__((target("avx2"))) void HorizontalAvx2(const uint8_t* line, const T
         else
             *reinterpret_cast<int32_t*>(out + 4 * c) = _mm_cvtsi128_si32(bytes);
     }
-}
-
-bool HaveAvx2() {
-    static const bool have = __builtin_cpu_supports("avx2");
-    return have;
 }
 #endif
 

@@ -193,10 +193,16 @@ void FillDot(CDIB& dib, double cx, double cy, double sigma) {
 
 // ------------------------------------------------------------------ area filter
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kTrials = 500;  // unoptimised and instrumented: fewer cameras
+#else
+constexpr int kTrials = 2500;
+#endif
+
 TEST(AreaFilter, MatchesThePlainDefinitionOnRandomCameras) {
     std::mt19937 rng(20240517);
     MultiProcState keep;
-    for (int trial = 0; trial < 2500; ++trial) {
+    for (int trial = 0; trial < kTrials; ++trial) {
         const int depth = trial % 2 ? 24 : 32;
         const int sw = 1 + int(rng() % (trial % 10 == 0 ? 400 : 90));
         const int sh = 1 + int(rng() % 90);
