@@ -239,6 +239,29 @@ const KeyRow* FindKeyRow(int character) {
 
 // ---- Small helpers -------------------------------------------------------------
 
+// The show length that a show block keeps in its first key (key 0 of the first
+// picture record, word 11), in either byte order; 0 when it has none.
+long SavedShowLength(const std::string& block) {
+    constexpr size_t kCount = 8 + 262;
+    constexpr size_t kLengthWord = kCount + 4 + 11 * 4;
+    if (block.size() < kLengthWord + 4) return 0;
+    uint16_t magic;
+    std::memcpy(&magic, block.data(), 2);
+    if (magic != 0x1234 && magic != 0x3412) return 0;
+    const bool swap = magic == 0x3412;
+    uint32_t count, word;
+    std::memcpy(&count, block.data() + kCount, 4);
+    std::memcpy(&word, block.data() + kLengthWord, 4);
+    if (swap) {
+        count = __builtin_bswap32(count);
+        word = __builtin_bswap32(word);
+    }
+    float length;
+    std::memcpy(&length, &word, 4);
+    if (static_cast<int32_t>(count) <= 0 || !(length >= 1.0f && length < 1.0e7f)) return 0;
+    return static_cast<long>(length);
+}
+
 bool Neutral(char c) { return c == '1' || c == '2' || c == '3'; }
 
 // The file name of `spec` without its folder and extension.
@@ -746,7 +769,13 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
         if (!in.Read(data.data(), length)) data.clear();
     }
     in.Close();
+    // On its own the editor has no host to say how long the show is: the
+    // show's own length holds (loading cuts the show at the document's).
+    const long saved = data.empty() ? 0 : SavedShowLength(data);
+    const int32_t previousLength = pDoc->showLength;
+    if (host && host->standalone && saved > 0) pDoc->showLength = static_cast<int32_t>(saved);
     if (data.empty() || !pDoc->LoadShow(file, data.data(), refresh, length)) {
+        pDoc->showLength = previousLength;
         const std::string text =
             std::string("\"") + name + "\" is not a Glimmerstroll show, or it is damaged.";
         ErrorBox(text.c_str(), -9999);
