@@ -436,10 +436,65 @@ struct Point {
 };
 
 // One source pixel as four bytes; outside the picture the outside colour.
-inline const uint8_t* SourcePixel(const uint8_t* bits, long stride, int bpp, int sw, int sh, int x, int y,
+inline const uint8_t* SourcePixel(const uint8_t* bits, long stride, int bpp, int sw, int sh, int64_t x, int64_t y,
                                   const uint8_t* outside) {
     if (x < 0 || y < 0 || x >= sw || y >= sh) return outside;
     return bits + stride * y + long(x) * bpp;
+}
+
+// Row walks run in fixed point with 24 fractional bits. Positions are held to
+// +-2^30 pixels and steps to +-2^20 (a larger step leaves any picture within
+// one pixel anyway), so nothing overflows 64 bits.
+constexpr int kFix = 24;
+
+inline int64_t ToFix(double v, double limit) {
+    return std::llround(std::clamp(v, -limit, limit) * double(int64_t(1) << kFix));
+}
+
+struct Walk {
+    int64_t x, y, dx, dy;  // first sample and step, fixed point
+};
+
+template <int Bpp>
+void NearestWalk(const uint8_t* bits, long stride, int sw, int sh, Walk w, int width, const uint8_t* outside,
+                 uint8_t* out) {
+    const int64_t half = int64_t(1) << (kFix - 1);
+    for (int c = 0; c < width; ++c, w.x += w.dx, w.y += w.dy, out += 4) {
+        const uint8_t* p = SourcePixel(bits, stride, Bpp, sw, sh, (w.x + half) >> kFix, (w.y + half) >> kFix, outside);
+        out[0] = p[0];
+        out[1] = p[1];
+        out[2] = p[2];
+        out[3] = Bpp == 4 ? p[3] : 0xFF;
+    }
+}
+
+// Bilinear between four pixels spaced by s, with 8-bit weights, rounded.
+template <int Bpp>
+void BilinearWalk(const uint8_t* bits, long stride, int sw, int sh, Walk w, int s, int width,
+                  const uint8_t* outside, uint8_t* out) {
+    for (int c = 0; c < width; ++c, w.x += w.dx, w.y += w.dy, out += 4) {
+        const int64_t ix = w.x >> kFix, iy = w.y >> kFix;
+        const uint32_t wx = uint32_t(w.x >> (kFix - 8)) & 0xFF;
+        const uint32_t wy = uint32_t(w.y >> (kFix - 8)) & 0xFF;
+        const uint8_t *p00, *p10, *p01, *p11;
+        if (ix >= 0 && iy >= 0 && ix + s < sw && iy + s < sh) {
+            p00 = bits + stride * iy + long(ix) * Bpp;
+            p10 = p00 + long(s) * Bpp;
+            p01 = p00 + stride * s;
+            p11 = p01 + long(s) * Bpp;
+        } else {
+            p00 = SourcePixel(bits, stride, Bpp, sw, sh, ix, iy, outside);
+            p10 = SourcePixel(bits, stride, Bpp, sw, sh, ix + s, iy, outside);
+            p01 = SourcePixel(bits, stride, Bpp, sw, sh, ix, iy + s, outside);
+            p11 = SourcePixel(bits, stride, Bpp, sw, sh, ix + s, iy + s, outside);
+        }
+        for (int k = 0; k < (Bpp == 4 ? 4 : 3); ++k) {
+            const uint32_t low = p00[k] * (256 - wx) + p10[k] * wx;
+            const uint32_t high = p01[k] * (256 - wx) + p11[k] * wx;
+            out[k] = uint8_t((low * (256 - wy) + high * wy + 32768) >> 16);
+        }
+        if (Bpp == 3) out[3] = 0xFF;
+    }
 }
 
 bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality, int fieldSelector,
@@ -494,57 +549,26 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
         const double x0 = a.x + stepX * 0.5;
         const double y0 = a.y + stepY * 0.5 - 0.5;
 
+        const double positionLimit = double(1 << 30), stepLimit = double(1 << 20);
+        const int64_t dx = ToFix(stepX, stepLimit), dy = ToFix(stepY, stepLimit);
         if (quality <= 49) {
-            for (int c = 0; c < dw; ++c, out += 4) {
-                const int ix = int(std::floor(x0 + stepX * c + 0.5));
-                const int iy = int(std::floor(y0 + stepY * c + 0.5));
-                const uint8_t* p = SourcePixel(source->bits, sourceStride, bpp, sw, sh, ix, iy, outside);
-                out[0] = p[0];
-                out[1] = p[1];
-                out[2] = p[2];
-                out[3] = bpp == 4 ? p[3] : 0xFF;
-            }
+            const Walk walk{ToFix(x0, positionLimit), ToFix(y0, positionLimit), dx, dy};
+            if (bpp == 4)
+                NearestWalk<4>(source->bits, sourceStride, sw, sh, walk, dw, outside, out);
+            else
+                NearestWalk<3>(source->bits, sourceStride, sw, sh, walk, dw, outside, out);
             continue;
         }
-
         // Bilinear between four pixels spaced by s: above a shrink of two the
         // taps spread out, a cheap prefilter. The pair is centred on the sample.
         const double step = std::sqrt(stepX * stepX + stepY * stepY);
         const int s = std::max(1, std::abs(int(std::min(step * 0.5, double(kLimit)))));
         const double centre = (s - 1) * 0.5;
-        for (int c = 0; c < dw; ++c, out += 4) {
-            const double px = x0 + stepX * c - centre;
-            const double py = y0 + stepY * c - centre;
-            const double fx0 = std::floor(px);
-            const double fy0 = std::floor(py);
-            const int ix = int(std::clamp(fx0, -double(kLimit), double(kLimit)));
-            const int iy = int(std::clamp(fy0, -double(kLimit), double(kLimit)));
-            const uint32_t wx = uint32_t((px - fx0) * 256.0);
-            const uint32_t wy = uint32_t((py - fy0) * 256.0);
-            const uint8_t* p00;
-            const uint8_t* p10;
-            const uint8_t* p01;
-            const uint8_t* p11;
-            if (ix >= 0 && iy >= 0 && ix + s < sw && iy + s < sh) {
-                p00 = source->bits + sourceStride * iy + long(ix) * bpp;
-                p10 = p00 + long(s) * bpp;
-                p01 = p00 + sourceStride * s;
-                p11 = p01 + long(s) * bpp;
-            } else {
-                const uint8_t* bits = source->bits;
-                p00 = SourcePixel(bits, sourceStride, bpp, sw, sh, ix, iy, outside);
-                p10 = SourcePixel(bits, sourceStride, bpp, sw, sh, ix + s, iy, outside);
-                p01 = SourcePixel(bits, sourceStride, bpp, sw, sh, ix, iy + s, outside);
-                p11 = SourcePixel(bits, sourceStride, bpp, sw, sh, ix + s, iy + s, outside);
-            }
-            const int channels = bpp == 4 ? 4 : 3;
-            for (int k = 0; k < channels; ++k) {
-                const uint32_t low = p00[k] * (256 - wx) + p10[k] * wx;
-                const uint32_t high = p01[k] * (256 - wx) + p11[k] * wx;
-                out[k] = uint8_t((low * (256 - wy) + high * wy + 32768) >> 16);
-            }
-            if (bpp == 3) out[3] = 0xFF;
-        }
+        const Walk walk{ToFix(x0 - centre, positionLimit), ToFix(y0 - centre, positionLimit), dx, dy};
+        if (bpp == 4)
+            BilinearWalk<4>(source->bits, sourceStride, sw, sh, walk, s, dw, outside, out);
+        else
+            BilinearWalk<3>(source->bits, sourceStride, sw, sh, walk, s, dw, outside, out);
     }
     return true;
 }
