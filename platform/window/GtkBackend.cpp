@@ -811,6 +811,7 @@ public:
         GtkWidget* dialog = gtk_file_chooser_dialog_new(
             save ? "Save" : "Open", ParentWindow(), save ? GTK_FILE_CHOOSER_ACTION_SAVE : GTK_FILE_CHOOSER_ACTION_OPEN,
             "_Cancel", GTK_RESPONSE_CANCEL, save ? "_Save" : "_Open", GTK_RESPONSE_ACCEPT, nullptr);
+        gtk_window_set_default_size(GTK_WINDOW(dialog), 800, 560);
         GtkFileChooser* chooser = GTK_FILE_CHOOSER(dialog);
         AddFilters(chooser, filter);
         char folder[256];
