@@ -186,7 +186,8 @@ TEST(GtkBackend, MenuKeysScrollBarAndScreenshotUnderXvfb) {
     Xvfb server;
     ASSERT_TRUE(server.Start()) << "Xvfb could not be started (Debian package xvfb)";
     setenv("GLIMMERSTROLL_PLATFORM", "gtk", 1);
-    setenv("NO_AT_BRIDGE", "1", 1);
+    setenv("NO_AT_BRIDGE", "1", 1);         // no accessibility bus on this display
+    setenv("GSETTINGS_BACKEND", "memory", 1);  // nor a session bus for dconf
     ASSERT_EQ(StartWindowLayer(), WindowPlatform::Gtk);
 
     RunRecord run;
