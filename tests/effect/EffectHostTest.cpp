@@ -20,6 +20,8 @@ using Bytes = std::vector<uint8_t>;
 
 const std::string kHost = std::string(GS_BINARY_DIR) + "/tools/gs_testhost";
 const std::string kModule = std::string(GS_BINARY_DIR) + "/effect/Glimmerstroll.so";
+// The host runs under the sanitizers when the tests do.
+const std::string kSuppressions = std::string(GS_SOURCE_DIR) + "/tests/effect/lsan.supp";
 
 struct HostRun {
     int status = -1;
@@ -53,7 +55,8 @@ protected:
     }
 
     HostRun Host(const std::string& args) {
-        const std::string command = "XDG_CONFIG_HOME='" + folder.path + "' GLIMMERSTROLL_PLATFORM=headless '" +
+        const std::string command = "LSAN_OPTIONS=suppressions='" + kSuppressions + "' XDG_CONFIG_HOME='" +
+                                    folder.path + "' GLIMMERSTROLL_PLATFORM=headless '" +
                                     kHost + "' '" + kModule + "' --out '" + folder.path + "' " + args + " setdown";
         HostRun run;
         FILE* pipe = popen(command.c_str(), "r");
