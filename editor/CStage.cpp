@@ -171,9 +171,9 @@ void CStage::DrawCamera(bool rubber) {
     GetFrame(frame);
     tagPOINT outline[5] = {frame.corner[0], frame.corner[1], frame.corner[2], frame.corner[3], frame.corner[0]};
 
-    // The guide lines: a cross through the centre along the frame's own axes,
-    // a third of the half height long each way.
-    const int arm = std::max(frame.halfHeight / 3, 3);
+    // The guide lines: a small cross through the centre along the frame's own
+    // axes.
+    const int arm = std::clamp(frame.halfHeight / 4, 3, 12);
     tagPOINT guide[4] = {
         {frame.centre.x - arm, frame.centre.y}, {frame.centre.x + arm, frame.centre.y},
         {frame.centre.x, frame.centre.y - arm}, {frame.centre.x, frame.centre.y + arm},

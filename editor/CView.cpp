@@ -111,6 +111,13 @@ void CView::OnDraw() {
     tagRECT client;
     GetClientRect(client);
     DrawBar(kStripGrey, tagRECT{0, client.bottom - kCodeStrip, client.right, client.bottom});
+    DrawButtons();
+    Refresh(true);
+    ShowCode(gCurFrame);
+}
+
+void CView::DrawButtons() {
+    PortSaver port(this);
     for (CPButton& button : buttons) button.Draw();
     // The fourth button goes back to the first frame: a bar and a triangle.
     const tagRECT& b = buttons[kRewind].rect;
@@ -119,8 +126,6 @@ void CView::OnDraw() {
     const int cy = (b.top + b.bottom) / 2;
     DrawBar(ink, tagRECT{cx - 5, cy - 4, cx - 3, cy + 5});
     DrawTriangle(ink, cx + 4, cy - 4, cx + 4, cy + 5, cx - 2, cy);
-    Refresh(true);
-    ShowCode(gCurFrame);
 }
 
 void CView::Refresh(bool full) {
@@ -176,7 +181,7 @@ void CView::ShowCode(long frame) {
     void* font = GetSelectedFont();
     SelectFont(Sans12);
     const int x = (codeRect.left + codeRect.right) / 2;
-    DrawText(kBlack, text, x, codeRect.bottom - 17 - GetFontAscent(), kAlignCentre);
+    DrawText(kBlack, text, x, codeRect.bottom - 17, kAlignCentre);
     SelectFont(font);
 }
 
@@ -188,6 +193,7 @@ void CView::SetSpeed(int newSpeed) {
     for (CPButton& button : buttons) button.SetState(0);
     if (speed == 1) buttons[kPlay].SetState(1);
     if (speed == -1) buttons[kReverse].SetState(1);
+    DrawButtons();
     if (speed == 0 || !pDoc) return;
     endFrame = pDoc->showLength;
     if (gCurFrame >= endFrame) gCurFrame = 0;
@@ -230,6 +236,7 @@ void CView::PlayLoop(bool) {
     speed = 0;
     PortSaver port(this);
     for (CPButton& button : buttons) button.SetState(0);
+    DrawButtons();
 }
 
 void CView::NextFrame(bool full) {
@@ -266,12 +273,14 @@ long CView::HandleEvent(unsigned int msg, long wParam, long lParam) {
     case kMsgClose: PostAMessage(this, kMsgFinished, 0, 0); break;
     case kMsgMouseDown:
         for (CPButton& button : buttons) button.Check(x, y, 1);
+        DrawButtons();
         break;
     case kMsgMouseUp:
     case kMsgSecondaryUp: {
         int hit = -1;
         for (int i = 0; i < 4; i++)
             if (buttons[i].Check(x, y, 0)) hit = i;
+        DrawButtons();
         if (hit == kReverse) SetSpeed(-1);
         if (hit == kStop) SetSpeed(0);
         if (hit == kPlay) SetSpeed(1);
@@ -279,7 +288,6 @@ long CView::HandleEvent(unsigned int msg, long wParam, long lParam) {
             SetSpeed(0);
             pDoc->GotoFrame(0, true);
         }
-        if (hit == kRewind) OnDraw();
         break;
     }
     case kMsgMouseMoved: ChangeCursor(1); break;

@@ -31,6 +31,8 @@ public:
     void ShowCode(long frame);
     // Lays the buttons and the timecode strip out for the document's aspect.
     void Layout();
+    // The four buttons as they stand, with the fourth one's glyph.
+    void DrawButtons();
     // The picture area: the client less the timecode strip.
     void GetPictureArea(tagRECT& r);
 
