@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "doc/CDoc.h"
+#include "editor/CStage.h"
 #include "editor/CView.h"
 #include "editor/EditorState.h"
 #include "motion/Interp.h"
@@ -55,12 +56,13 @@ struct Stats {
     double median, mean, worst;
 };
 
-Stats Time(CView& view, bool full, int runs) {
+template <typename Step>
+Stats Time(int runs, Step step) {
     std::vector<double> ms;
-    view.Refresh(full);  // warm the caches and the preview buffer
+    step();  // warm the caches and the buffers
     for (int i = 0; i < runs; i++) {
         const auto a = Clock::now();
-        view.Refresh(full);
+        step();
         ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - a).count());
     }
     std::sort(ms.begin(), ms.end());
@@ -132,11 +134,25 @@ int main(int argc, char** argv) {
         for (const auto& mode : modes) {
             if (mode.multi && !worker) continue;
             gMultiProcess = mode.multi;
-            const Stats s = Time(*view, mode.full, runs);
+            const Stats s = Time(runs, [&] { view->Refresh(mode.full); });
             std::printf("%-22s %-26s %10.2f %10.2f %10.2f\n", c.name, mode.name, s.median, s.mean, s.worst);
         }
     }
     gMultiProcess = 0;
+
+    // A whole stage redraw (picture, camera frame, and the viewer's refresh
+    // that goes with it) in a 1280 x 800 stage, at the stage scales.
+    {
+        auto stage = std::make_unique<CStage>(nullptr);
+        stage->SetWinRect(0, 0, 1280, 800, false);
+        for (float scale : {0.1f, 0.25f, 0.5f}) {
+            stage->scale = scale;
+            char name[32];
+            std::snprintf(name, sizeof name, "stage at %d %%", static_cast<int>(scale * 100));
+            const Stats s = Time(runs, [&] { stage->OnDraw(); });
+            std::printf("%-22s %-26s %10.2f %10.2f %10.2f\n", "-", name, s.median, s.mean, s.worst);
+        }
+    }
     gCanMultiProcess = 0;
     CloseMP();
     view.reset();

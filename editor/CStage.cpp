@@ -3,6 +3,7 @@
 #include "editor/CStage.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "doc/CDoc.h"
@@ -208,6 +209,73 @@ void CStage::DrawCamera(bool rubber) {
 
 // ---- Drawing ----------------------------------------------------------------------------
 
+namespace {
+
+// What the picture buffer holds: its memory, its size and a sample of its
+// pixels, so that a picture loaded or prepared into the same memory is seen.
+uint64_t PictureStamp(CDIB& picture) {
+    uint64_t h = 1469598103934665603ull;
+    auto mix = [&h](uint64_t v) {
+        h ^= v;
+        h *= 1099511628211ull;
+    };
+    mix(reinterpret_cast<uintptr_t>(picture.header));
+    mix(reinterpret_cast<uintptr_t>(picture.bits));
+    const long width = picture.GetWid();
+    const long height = picture.GetHgt();
+    const int bytes = std::max(picture.GetBitCount() / 8, 1);
+    mix(static_cast<uint64_t>(width) << 32 | static_cast<uint64_t>(height));
+    mix(static_cast<uint64_t>(picture.GetBitCount()));
+    if (!picture.bits || width < 1 || height < 1) return h;
+    for (int i = 0; i < 64; i++) {
+        const uint8_t* row = picture.GetBitsAdd(static_cast<int>(height * i / 64));
+        if (!row) continue;
+        for (int j = 0; j < 64; j++) {
+            const uint8_t* p = row + (width * j / 64) * bytes;
+            for (int b = 0; b < bytes; b++) mix(p[b]);
+        }
+    }
+    return h;
+}
+
+}  // namespace
+
+void CStage::DrawPicture(int left, int top, int width, int height) {
+    // Reductions come from a copy of the picture at the stage's scale, made
+    // once with the area filter; enlargements from the picture itself. Only
+    // the part inside the stage is handed to the window.
+    CDIB* source = pDoc;
+    float factor = scale;
+    if (scale < 1.0f) {
+        const uint64_t stamp = PictureStamp(*pDoc);
+        if (stamp != pictureStamp || scaledPicture.GetWid() != width || scaledPicture.GetHgt() != height) {
+            pictureStamp = 0;
+            if (!scaledPicture.Create(width, height, 32) ||
+                !scaledPicture.FilterCrop(pDoc, 0.0f, 0.0f, static_cast<float>(pDoc->GetWid()),
+                                          static_cast<float>(pDoc->GetHgt()), 0.0f, 0.0f, 0.0f, 0, 100, 0))
+                return;
+            pictureStamp = stamp;
+        }
+        source = &scaledPicture;
+        factor = 1.0f;
+    }
+    tagRECT client;
+    GetClientRect(client);
+    const long sourceWidth = source->GetWid();
+    const long sourceHeight = source->GetHgt();
+    // The visible part in source pixels, widened to whole pixels.
+    const long x0 = std::clamp(static_cast<long>(std::floor(-left / factor)), 0L, sourceWidth);
+    const long y0 = std::clamp(static_cast<long>(std::floor(-top / factor)), 0L, sourceHeight);
+    const long x1 = std::clamp(static_cast<long>(std::ceil((client.right - left) / factor)), 0L, sourceWidth);
+    const long y1 = std::clamp(static_cast<long>(std::ceil((client.bottom - top) / factor)), 0L, sourceHeight);
+    if (x1 <= x0 || y1 <= y0) return;
+    tagRECT from{static_cast<int32_t>(x0), static_cast<int32_t>(y0), static_cast<int32_t>(x1),
+                 static_cast<int32_t>(y1)};
+    tagRECT target{left + Trunc(static_cast<float>(x0) * factor), top + Trunc(static_cast<float>(y0) * factor),
+                   left + Trunc(static_cast<float>(x1) * factor), top + Trunc(static_cast<float>(y1) * factor)};
+    source->Draw(target, from, this);
+}
+
 void CStage::OnDraw() {
     PortSaver port(this);
     PlacePicture();
@@ -228,10 +296,7 @@ void CStage::OnDraw() {
     for (int y = firstY; y < client.bottom; y += kGridStep)
         DrawLine(kGridGrey, 0, y, client.right, y, 1, kDrawCopy);
 
-    if (pDoc && width > 0 && height > 0) {
-        tagRECT target{left, top, left + width, top + height};
-        pDoc->Draw(target, this);
-    }
+    if (pDoc && width > 0 && height > 0) DrawPicture(left, top, width, height);
 
     if (showPath) {
         KeyStruct* keys = nullptr;

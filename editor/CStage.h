@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "image/CDIB.h"
 #include "motion/Types.h"
 #include "platform/window/CPWnd.h"
 
@@ -55,6 +56,9 @@ public:
     int KeyOnPath(int x, int y);
     // The rotation display: roll and tilt handles are offered.
     static bool RotationShown();
+    // Draws the picture at the stage's scale with its top-left corner at
+    // (left, top); width and height are its size on the stage.
+    void DrawPicture(int left, int top, int width, int height);
     // Mouse and keyboard steps of HandleEvent. Key returns false for keys
     // that the main window handles.
     void Press(int x, int y, int flags);
@@ -76,6 +80,8 @@ public:
     int32_t centerPic = 0;    // "CenterPic"
     KeyStruct workingKey{};   // the camera being edited
     KeyStruct pressKey{};     // the working key as it was at the press
+    CDIB scaledPicture{0, 0, 32};  // the picture at the stage's scale (reductions)
+    uint64_t pictureStamp = 0;     // what scaledPicture was made from
 };
 
 // Draws the track of the camera's centre through `keys` (one picture's list)

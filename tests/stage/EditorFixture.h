@@ -35,6 +35,20 @@ public:
     std::function<void()> onPoll;
 };
 
+constexpr long kRed = 0x0000FF;
+constexpr long kBlue = 0xFF0000;
+
+// Colours as drawn: the area filter's fixed point may lose a step or two.
+inline ::testing::AssertionResult Near(long colour, long expected) {
+    for (int shift = 0; shift < 24; shift += 8) {
+        const long a = (colour >> shift) & 255;
+        const long b = (expected >> shift) & 255;
+        if (a < b - 4 || a > b + 4)
+            return ::testing::AssertionFailure() << std::hex << colour << " is not " << expected;
+    }
+    return ::testing::AssertionSuccess();
+}
+
 inline KeyStruct CameraKey(int time, float x, float y, float width) {
     KeyStruct key;
     KeyIdentity(key);
@@ -78,16 +92,17 @@ protected:
         backend.reset();
     }
 
-    // The top half of the picture red, the bottom half blue.
-    void PaintPicture(int width, int height) {
+    // The top half of the picture red, the bottom half blue (or the other
+    // way round).
+    void PaintPicture(int width, int height, bool redOnTop = true) {
         ASSERT_TRUE(pDoc->Create(width, height, 24));
         for (int row = 0; row < height; row++) {
             uint8_t* p = pDoc->GetBitsAdd(row);  // storage row 0 is the bottom
-            const bool top = row >= height / 2;
+            const bool red = (row >= height / 2) == redOnTop;
             for (int x = 0; x < width; x++) {
-                p[3 * x + 0] = top ? 0 : 255;
+                p[3 * x + 0] = red ? 0 : 255;
                 p[3 * x + 1] = 0;
-                p[3 * x + 2] = top ? 255 : 0;
+                p[3 * x + 2] = red ? 255 : 0;
             }
         }
     }

@@ -259,6 +259,29 @@ TEST_F(StageTest, ControlClickOnTheFrameOpensTheKeyDialog) {
     EXPECT_EQ(backend->Pending(), 0u);
 }
 
+TEST_F(StageTest, ThePictureFollowsLoadsIntoTheSameMemoryAndTheScale) {
+    // At 50 % the picture's top half is the stage's first 150 rows.
+    EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 50), kRed));
+    EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 250), kBlue));
+    EXPECT_EQ(GetWindowPixel(stage, 300, 450), 12632256);  // the stage below it
+
+    // Another picture of the same size lands in the same buffer.
+    const uint8_t* bits = pDoc->bits;
+    PaintPicture(800, 600, false);
+    ASSERT_EQ(pDoc->bits, bits);
+    stage->OnDraw();
+    EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 50), kBlue));
+    EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 250), kRed));
+
+    // At 100 %, scrolled down by 350 rows: the lower half shows from row 0.
+    frame->HandleEvent(kMsgMenu, kCmdZoomIn, 0);
+    ASSERT_FLOAT_EQ(stage->scale, 1.0f);
+    stage->SetViewScrollY(350, false);
+    stage->OnDraw();
+    EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 10), kRed));
+    EXPECT_EQ(GetWindowPixel(stage, 300, 260), 12632256);
+}
+
 TEST_F(StageTest, DrawCurveTracesThePathThroughTheKeysAndRingsEachKey) {
     CPWnd canvas;
     canvas.Create(nullptr, 0, nullptr);

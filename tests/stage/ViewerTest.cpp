@@ -8,19 +8,6 @@ namespace {
 
 using ViewerTest = EditorTest;
 
-constexpr long kRed = 0x0000FF;
-constexpr long kBlue = 0xFF0000;
-
-// The area filter's fixed point may lose a step or two.
-::testing::AssertionResult Near(long colour, long expected) {
-    for (int shift = 0; shift < 24; shift += 8) {
-        const long a = (colour >> shift) & 255;
-        const long b = (expected >> shift) & 255;
-        if (a < b - 4 || a > b + 4)
-            return ::testing::AssertionFailure() << std::hex << colour << " is not " << expected;
-    }
-    return ::testing::AssertionSuccess();
-}
 
 TEST_F(ViewerTest, PlacementFromTheSettingsStaysOnTheParentUnlessDualScreen) {
     tagRECT main;
