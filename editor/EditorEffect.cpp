@@ -13,6 +13,16 @@
 
 namespace {
 
+// Set when the editor started the window layer; the layer is stopped again
+// when the host unloads the module.
+bool gStartedLayer = false;
+
+struct StopLayerOnUnload {
+    ~StopLayerOnUnload() {
+        if (gStartedLayer) StopWindowLayer();
+    }
+} gStopLayerOnUnload;
+
 int RunFromEffect() {
     if (!GetWindowBackend()) {
         const bool scripted = std::getenv(kEditorScriptVariable) != nullptr;
@@ -30,6 +40,7 @@ int RunFromEffect() {
             StopWindowLayer();
             return 1;
         }
+        gStartedLayer = true;
     }
     return RunEditor();
 }
