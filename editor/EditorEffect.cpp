@@ -13,17 +13,10 @@
 
 namespace {
 
-// Set when the editor started the window layer; the layer is stopped again
-// when the host unloads the module.
-bool gStartedLayer = false;
-
-struct StopLayerOnUnload {
-    ~StopLayerOnUnload() {
-        if (gStartedLayer) StopWindowLayer();
-    }
-} gStopLayerOnUnload;
-
+// The window layer lives only while the editor is open: a host may unload the
+// module at any time after the options command has returned.
 int RunFromEffect() {
+    bool started = false;
     if (!GetWindowBackend()) {
         const bool scripted = std::getenv(kEditorScriptVariable) != nullptr;
         if (ChooseWindowPlatform(std::getenv("GLIMMERSTROLL_PLATFORM"), DisplayPresent()) ==
@@ -40,9 +33,11 @@ int RunFromEffect() {
             StopWindowLayer();
             return 1;
         }
-        gStartedLayer = true;
+        started = true;
     }
-    return RunEditor();
+    const int result = RunEditor();
+    if (started) StopWindowLayer();
+    return result;
 }
 
 [[maybe_unused]] const bool gInstalled = (gRunEditor = RunFromEffect, true);
