@@ -1222,8 +1222,8 @@ void CMain::ShowStats(KeyStruct& key) {
     if (gShowRotation) DrawText(kBlack, texts.rotation, x, bottom - 19, kAlignLeft);
     DrawText(kBlack, texts.line, (r.right - r.left) / 2, bottom - 13, kAlignCentre);
 
-    const tagRECT button{left + 57, bottom - 70, left + 57 + 18, bottom - 70 + 18};
-    closeButton.SetPos(const_cast<tagRECT&>(button));
+    tagRECT close{left + 57, bottom - 70, left + 57 + 18, bottom - 70 + 18};
+    closeButton.SetPos(close);
     closeButton.Draw();
     SelectFont(previousFont);
 }
