@@ -120,6 +120,8 @@ TEST_F(EditorUnderXvfb, OpensDrawsShowsItsMenusAndSavesOnCommandQ) {
         setenv("DISPLAY", display.c_str(), 1);
         setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
         unsetenv("GLIMMERSTROLL_PLATFORM");
+        setenv("NO_AT_BRIDGE", "1", 1);            // no accessibility bus on this display
+        setenv("GSETTINGS_BACKEND", "memory", 1);  // nor a session bus for dconf
         execl((kBin + "glimmerstroll").c_str(), "glimmerstroll", "edit", show.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
