@@ -43,6 +43,11 @@ bool WriteAll(int fd, const uint8_t* data, size_t size) {
     return true;
 }
 
+bool Exists(const std::string& path) {
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0;
+}
+
 bool IsFolder(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
@@ -82,6 +87,10 @@ public:
         }
         if (IsFolder(target_.path)) {
             error = "cannot write " + target_.path + ": it is a folder";
+            return false;
+        }
+        if (!format_.overwrite && Exists(target_.path)) {
+            error = target_.path + " already exists; add -y to replace it";
             return false;
         }
         const std::string ffmpeg = FindProgram("ffmpeg");
@@ -248,8 +257,15 @@ public:
     ~SequenceSink() override { Abandon(); }
 
     bool Open(std::string& error) override {
+        for (long frame = format_.first; !format_.overwrite && frame <= format_.last; frame++) {
+            const std::string path = FormatFramePath(target_.path, frame);
+            if (Exists(path)) {
+                error = path + " already exists; add -y to replace the pictures";
+                return false;
+            }
+        }
         // Prove that the folder takes files before the first frame is drawn.
-        const std::string first = FormatFramePath(target_.path, 0);
+        const std::string first = FormatFramePath(target_.path, format_.first);
         const std::string probe = first + ".part";
         if (!Touch(probe, first, error)) return false;
         ::unlink(probe.c_str());

@@ -20,8 +20,9 @@ class FrameSink {
 public:
     virtual ~FrameSink() = default;
 
-    // Prepares the output: checks that it can be written (and, for a video,
-    // that ffmpeg can be found) before any frame is rendered.
+    // Prepares the output: checks that it can be written, that it replaces no
+    // file unless asked to (and, for a video, that ffmpeg can be found) before
+    // any frame is rendered.
     virtual bool Open(std::string& error) = 0;
     // One frame: width x height RGBA, top row first.
     virtual bool Write(long frame, const uint8_t* rgba, std::string& error) = 0;
@@ -37,6 +38,9 @@ struct SinkFormat {
     int width = 0;
     int height = 0;
     int32_t frameRate = 2500;  // hundredths
+    long first = 0;            // the frames that will be written
+    long last = 0;
+    bool overwrite = false;    // replace files that are already there
 };
 
 std::unique_ptr<FrameSink> MakeFrameSink(const OutputTarget& target, const SinkFormat& format);

@@ -12,6 +12,7 @@
 #include "motion/Timecode.h"
 #include "platform/Env.h"
 #include "platform/Platform.h"
+#include "platform/Worker.h"
 
 namespace gs {
 
@@ -51,7 +52,10 @@ void StartTool() {
 void StopTool() {
     delete pDoc;
     pDoc = nullptr;
-    CloseEnvironment();
+    // Only the worker is ended: the tool reads the user's settings and never
+    // writes them back (an editor open meanwhile keeps its changes).
+    CloseMP();
+    gCanMultiProcess = 0;
     SetPlatformBackend(nullptr);
 }
 
@@ -118,6 +122,9 @@ RenderResult RunRender(const RenderRequest& request) {
     format.width = request.size.width;
     format.height = request.size.height;
     format.frameRate = request.frameRate;
+    format.first = first;
+    format.last = last;
+    format.overwrite = request.overwrite;
     std::unique_ptr<FrameSink> sink = MakeFrameSink(request.output, format);
     if (!sink->Open(result.error)) {
         sink->Abandon();

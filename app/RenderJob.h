@@ -23,6 +23,7 @@ struct RenderRequest {
     int blur = 0;              // 1 on, -1 off, 0 as the settings say
     bool multiprocess = false;
     bool quiet = false;
+    bool overwrite = false;    // replace an output that is already there
 };
 
 struct RenderResult {

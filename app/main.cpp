@@ -54,6 +54,7 @@ struct RenderText {
     int blur = 0;
     bool multiprocess = false;
     bool quiet = false;
+    bool overwrite = false;
 };
 
 void AddRenderOptions(CLI::App* command, RenderText& t, bool forDemo) {
@@ -68,6 +69,7 @@ void AddRenderOptions(CLI::App* command, RenderText& t, bool forDemo) {
         command->add_flag("--draft,!--no-draft", t.draft, "fast, lower-quality resampling (default: the DraftRender setting)");
         command->add_flag("--blur,!--no-blur", t.blur, "motion blur (default: the BlurFrames setting)");
         command->add_flag("--multiprocess", t.multiprocess, "draw half of each frame on a second processor");
+        command->add_flag("-y,--overwrite", t.overwrite, "replace an output that is already there");
     }
     command->add_flag("-q,--quiet", t.quiet, "no progress bar");
 }
@@ -91,6 +93,7 @@ bool MakeRequest(const RenderText& t, const std::string& showPath, const std::st
     request.blur = t.blur > 0 ? 1 : t.blur < 0 ? -1 : 0;
     request.multiprocess = t.multiprocess;
     request.quiet = t.quiet;
+    request.overwrite = t.overwrite;
     return true;
 }
 
@@ -165,6 +168,7 @@ int RunDemoCommand(RenderText t) {
     const std::string showPath = base + ".gsx";
     request.showPath = showPath;
     request.frames = gs::FrameRange{};  // the whole show
+    request.overwrite = true;           // the example is made afresh each time
 
     gs::InstallInterruptHandlers();
     gs::StartTool();

@@ -21,6 +21,7 @@ extern "C" {
 #include "platform/Env.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
+#include "platform/Worker.h"
 
 namespace gs {
 
@@ -222,7 +223,9 @@ void PluginDeinit() {
     std::lock_guard<std::mutex> hold(gLock);
     if (gInitCount > 0) gInitCount--;
     if (gInitCount == 0 && gEnvironment) {
-        CloseEnvironment();
+        // The settings are only read; a host never writes them back.
+        CloseMP();
+        gCanMultiProcess = 0;
         SetPlatformBackend(nullptr);
         gEnvironment = false;
     }

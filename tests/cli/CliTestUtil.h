@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -107,14 +108,31 @@ public:
 
     pid_t Pid() const { return pid_; }
 
-    RunResult Wait() {
+    // Waits at most `seconds`; a program that is still running then is killed
+    // and reported with exit code -2, so that a hanging host fails its test
+    // instead of stopping the run.
+    RunResult Wait(int seconds = 180) {
         RunResult r;
         int status = 0;
-        if (pid_ > 0 && waitpid(pid_, &status, 0) == pid_)
-            r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        for (int waited = 0; pid_ > 0; waited += 20) {
+            const pid_t done = waitpid(pid_, &status, WNOHANG);
+            if (done == pid_) {
+                r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+                break;
+            }
+            if (done < 0) break;
+            if (waited >= seconds * 1000) {
+                kill(pid_, SIGKILL);
+                waitpid(pid_, &status, 0);
+                r.exitCode = -2;
+                break;
+            }
+            usleep(20000);
+        }
         pid_ = -1;
         r.out = ReadFile(outPath_);
         r.err = ReadFile(errPath_);
+        if (r.exitCode == -2) r.err += "\n(killed after " + std::to_string(seconds) + " s)";
         std::remove(outPath_.c_str());
         std::remove(errPath_.c_str());
         return r;

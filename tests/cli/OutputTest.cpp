@@ -64,14 +64,37 @@ TEST(Sequence, AbandonedRenderLeavesNothingAndKeepsEarlierPictures) {
     OutputTarget target;
     std::string error;
     ASSERT_TRUE(ParseOutput(dir / "f_%d.tga", target, error));
-    auto sink = MakeFrameSink(target, SinkFormat{8, 8, 2500});
-    ASSERT_TRUE(sink->Open(error));
+    auto sink = MakeFrameSink(target, SinkFormat{8, 8, 2500, 1, 2, true});
+    ASSERT_TRUE(sink->Open(error)) << error;
     const auto frame = TestFrame(8, 8, 0);
     ASSERT_TRUE(sink->Write(1, frame.data(), error));
     ASSERT_TRUE(sink->Write(2, frame.data(), error));
     sink->Abandon();
     EXPECT_EQ(dir.List(), std::vector<std::string>{"f_1.tga"});
     EXPECT_EQ(gstest::ReadFile(dir / "f_1.tga"), "the user's own file");
+}
+
+TEST(Output, ExistingFilesAreReplacedOnlyWhenAsked) {
+    TempDir dir;
+    { std::ofstream(dir / "f_0007.bmp") << "kept"; }
+    { std::ofstream(dir / "v.mkv") << "kept"; }
+    OutputTarget pictures, video;
+    std::string error;
+    ASSERT_TRUE(ParseOutput(dir / "f_%04d.bmp", pictures, error));
+    ASSERT_TRUE(ParseOutput(dir / "v.mkv", video, error));
+    EXPECT_FALSE(MakeFrameSink(pictures, SinkFormat{8, 8, 2500, 5, 9, false})->Open(error));
+    EXPECT_EQ(error, dir / "f_0007.bmp already exists; add -y to replace the pictures");
+    EXPECT_FALSE(MakeFrameSink(video, SinkFormat{8, 8, 2500, 0, 0, false})->Open(error));
+    EXPECT_EQ(error, dir / "v.mkv already exists; add -y to replace it");
+    EXPECT_TRUE(MakeFrameSink(pictures, SinkFormat{8, 8, 2500, 8, 9, false})->Open(error)) << error;
+
+    auto sink = MakeFrameSink(pictures, SinkFormat{8, 8, 2500, 7, 7, true});
+    ASSERT_TRUE(sink->Open(error)) << error;
+    const auto frame = TestFrame(8, 8, 3);
+    ASSERT_TRUE(sink->Write(7, frame.data(), error));
+    ASSERT_TRUE(sink->Finish(error));
+    ExpectPictureEquals(dir / "f_0007.bmp", frame, 8, 8);
+    EXPECT_EQ(gstest::ReadFile(dir / "v.mkv"), "kept");
 }
 
 TEST(Sequence, UnwritableFolderIsFoundBeforeRendering) {

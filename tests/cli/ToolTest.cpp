@@ -170,6 +170,7 @@ TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
 TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
     { std::ofstream(dir / "notashow.txt") << "these are some words, not a show"; }
     { std::ofstream(dir / "plain") << "a file, not a folder"; }
+    { std::ofstream(dir / "taken.mp4") << "the user's earlier video"; }
     WriteTestShow(dir / "lost.gsx", dir / "lost-picture.tga", 64, 36, {{0, 32, 18, 64, 0}, {10, 30, 18, 40, 0}}, 20);
     std::filesystem::remove(dir / "lost-picture.tga");
     const std::vector<std::string> before = dir.List();
@@ -193,6 +194,7 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"unwritable pictures", {"render", show, "-o", dir / "plain/f_%03d.png"}, {}, 1, "cannot write"},
         {"no ffmpeg", {"render", show, "-o", out}, {"PATH=/nonexistent"}, 1, "ffmpeg was not found"},
         {"unknown output", {"render", show, "-o", dir / "out.avi"}, {}, 2, "unknown output type"},
+        {"output exists", {"render", show, "-o", dir / "taken.mp4"}, {}, 1, "already exists; add -y"},
         {"odd size for H.264", {"render", show, "-o", out, "--size", "161x90"}, {}, 1, "even width and height"},
         {"bad rate", {"render", show, "-o", out, "--fps", "fast"}, {}, 2, "--fps fast"},
         {"no output", {"render", show}, {}, 2, "--output is required"},
@@ -211,6 +213,7 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         EXPECT_TRUE(r.out.empty()) << c.what;
         EXPECT_EQ(dir.List(), before) << c.what;
     }
+    EXPECT_EQ(ReadFile(dir / "taken.mp4"), "the user's earlier video");
 }
 
 // With "ShowPicError" off the missing picture is drawn as the placeholder:

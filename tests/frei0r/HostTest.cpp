@@ -61,7 +61,9 @@ protected:
         return Host(args, out, result);
     }
 
-    std::string Melt(const std::vector<std::string>& producers) {
+    // `threads` render threads (MLT's real_time=-threads), each with its own
+    // instance of the plug-in.
+    std::string Melt(const std::vector<std::string>& producers, int threads = 1) {
         if (!HaveProgram("melt")) return "";
         {
             std::ofstream profile(dir / "profile");
@@ -72,9 +74,8 @@ protected:
         const std::string out = dir / "melt.rgba";
         std::vector<std::string> args = {"melt", "-silent", "-profile", dir / "profile"};
         args.insert(args.end(), producers.begin(), producers.end());
-        // Two render threads: each makes its own instance of the plug-in.
         args.insert(args.end(), {"-consumer", "avformat:" + out, "f=rawvideo", "vcodec=rawvideo", "pix_fmt=rgba",
-                                 "an=1", "real_time=-2"});
+                                 "an=1", "real_time=-" + std::to_string(threads)});
         return Host(args, out);
     }
 
@@ -121,7 +122,7 @@ TEST_F(Hosts, FfmpegFilterTakesEveryInputFrameAfresh) {
 
 TEST_F(Hosts, MeltProducerGivesTheToolsFrames) {
     if (!HaveProgram("melt")) GTEST_SKIP() << "melt is not installed";
-    ExpectSameFrames(Melt({"frei0r.glimmerstroll", "show=" + dir / "show.gsx", "fps=25", "out=24"}),
+    ExpectSameFrames(Melt({"frei0r.glimmerstroll", "show=" + dir / "show.gsx", "fps=25", "out=24"}, 2),
                      Tool(dir / "show.gsx", "25", "0-24"), "melt");
 }
 
@@ -131,7 +132,8 @@ TEST_F(Hosts, MeltProducerGivesTheToolsFrames) {
 TEST_F(Hosts, MeltInstancesKeepTheirOwnShows) {
     if (!HaveProgram("melt")) GTEST_SKIP() << "melt is not installed";
     const std::string host = Melt({"frei0r.glimmerstroll", "show=" + dir / "show.gsx", "fps=25", "out=11",
-                                   "frei0r.glimmerstroll", "show=" + dir / "other.gsx", "fps=25", "out=11"});
+                                   "frei0r.glimmerstroll", "show=" + dir / "other.gsx", "fps=25", "out=11"},
+                                  2);
     ExpectSameFrames(host, Tool(dir / "show.gsx", "25", "0-11") + Tool(dir / "other.gsx", "25", "12-23"),
                      "melt with two shows");
 }
