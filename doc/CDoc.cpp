@@ -133,7 +133,12 @@ void CDoc::QueueKey(KeyStruct* out, int picture, long frame, int halfFrame) {
 
 long CDoc::GetPicStart(int picture) {
     if (picture != 0) return 0;
-    return static_cast<long>(keys[0][0].picStart);  // toward zero
+    // Toward zero. A start that is no frame number at all (NaN, or beyond the
+    // 32-bit frame range) can only come from a damaged block; it counts as 0
+    // rather than overflowing the conversion.
+    const float start = keys[0][0].picStart;
+    if (!(start > -2147483648.0f && start < 2147483648.0f)) return 0;
+    return static_cast<long>(start);
 }
 
 void CDoc::SetPicStart(long frame, int picture) {

@@ -82,6 +82,13 @@ TEST(KeyEditing, FindShiftAndRescale) {
     EXPECT_EQ(doc->FindKey(133), 1);
     EXPECT_EQ(doc->FindKey(134), -1);
 
+    // A start that is no frame number (from a damaged block) reads as 0.
+    doc->keys[0][0].picStart = 3.0e9f;
+    EXPECT_EQ(doc->GetPicStart(0), 0);
+    doc->keys[0][0].picStart = -12.7f;
+    EXPECT_EQ(doc->GetPicStart(0), -12);
+    doc->SetPicStart(100, 0);
+
     // Keys after the frame move, clamped to 0..showLength.
     EXPECT_EQ(doc->ShiftKeys(150, 500), 1);
     EXPECT_EQ(doc->keys[0][1].time, 30);
