@@ -19,10 +19,7 @@ done
 
 rm -rf "$art"
 mkdir -p "$art"
-# Only lower case and digits in the path that is typed into the file dialog.
-work="${TMPDIR:-/tmp}/glimmerstroll-e2e-$$"
-rm -rf "$work"
-mkdir -p "$work"
+work="$(mktemp -d)"
 xvfb_pid=""
 edit_pid=""
 cleanup() {
@@ -46,9 +43,11 @@ Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp 5>"$fifo" >/dev/null 2>&1 
 xvfb_pid=$!
 read -r -t 20 number <"$fifo" || fail "Xvfb did not start"
 export DISPLAY=":$number"
-export XDG_CONFIG_HOME="$work/config" GSETTINGS_BACKEND=memory NO_AT_BRIDGE=1 GDK_BACKEND=x11
-export GLIMMERSTROLL_PLATFORM=gtk
-mkdir -p "$XDG_CONFIG_HOME"
+# A home of its own: no recent files, nothing for the file dialog to complete
+# but the picture.
+export HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache"
+export GSETTINGS_BACKEND=memory NO_AT_BRIDGE=1 GDK_BACKEND=x11 GLIMMERSTROLL_PLATFORM=gtk
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
 
 step=0
 shot() {
@@ -101,12 +100,12 @@ drag() {
 }
 
 # ---- the picture: a gradient with a circle, a square and a triangle, and a
-# ---- pure green marker in its top-left corner ---------------------------------------------
+# ---- pure green marker 40 pixels in from its top-left corner ---------------------------------------------
 convert -size 1600x1200 gradient:'#e01010'-'#1010e0' \
     -fill '#eeeeee' -draw 'circle 400,300 400,200' \
     -fill '#e8e810' -draw 'rectangle 1000,700 1300,1000' \
     -fill '#108010' -draw 'polygon 200,1100 600,700 900,1100' \
-    -fill '#00ff00' -draw 'rectangle 0,0 39,39' \
+    -fill '#00ff00' -draw 'rectangle 40,40 119,119' \
     BMP3:"$work/picture.bmp"
 
 # ---- start the editor on a new show --------------------------------------------------------
@@ -123,8 +122,10 @@ xdotool search --sync --onlyvisible --name '^Open$' >/dev/null || fail "no file 
 sleep 0.5
 xdotool key ctrl+l
 sleep 0.3
-xdotool type --delay 30 "$work/picture.bmp"
+xdotool type --delay 60 "~/"
 sleep 0.5
+xdotool type --delay 60 "picture.bmp"
+sleep 0.7
 shot "open-dialog"
 # The chooser's "Open" button sits in its lower right corner.
 eval "$(xdotool search --onlyvisible --name '^Open$' getwindowgeometry --shell | grep -E '^(X|Y|WIDTH|HEIGHT)=')"
@@ -136,12 +137,12 @@ done
 sleep 1
 shot "picture-loaded"
 
-# The stage shows the picture at 50 %: its green corner, 20 pixels square there,
-# gives the origin (the camera frame's edge covers the marker's top and left).
-read -r _ _ gx gy <<<"$(find_colour 00ff00 0 0 640 450)" || true
+# The stage shows the picture at 50 %: the green marker's top-left corner lies
+# 20 pixels right of and below the picture's.
+read -r gx gy _ _ <<<"$(find_colour 00ff00 0 0 640 450)" || true
 [ -n "${gy:-}" ] || fail "the picture is not on the stage"
-px=$((gx - 19))
-py=$((gy - 19))
+px=$((gx - 20))
+py=$((gy - 20))
 echo "picture at $px,$py"
 # The loaded picture's camera covers all of it: 800 x 600 stage pixels.
 
@@ -157,7 +158,7 @@ read -r _ sy _ _ <<<"$(find_colour 00ffff 600 $((py + 600)) 1280 900)" || true
 [ -n "${sy:-}" ] || fail "no timeline"
 tl_x=$((px))
 tl_y=$((sy - 15))
-xdotool mousemove $((tl_x + 2 * 150 + 4)) $((tl_y + 45)) click 1
+xdotool mousemove $((tl_x + 2 * 150 + 5)) $((tl_y + 45)) click 1
 sleep 1
 shot "timeline-frame-150"
 
