@@ -117,7 +117,7 @@ TEST_F(Tool, EveryOutputCarriesTheSameFrames) {
     }
 }
 
-TEST_F(Tool, WholeShowByDefaultAndFieldsAspectAndBlurChangeTheFrames) {
+TEST_F(Tool, WholeShowByDefaultOptionsChangeTheFramesAndTheSecondProcessorDoesNot) {
     const RunResult all = Gs({"render", dir / "show.gsx", "-o", "-", "--size", "160x90"});
     ASSERT_EQ(all.exitCode, 0) << all.err;
     EXPECT_EQ(all.out.size(), 25 * kFrameBytes);  // the show is 25 frames long
@@ -134,6 +134,10 @@ TEST_F(Tool, WholeShowByDefaultAndFieldsAspectAndBlurChangeTheFrames) {
         ASSERT_EQ(r.out.size(), kFrameBytes);
         EXPECT_NE(r.out, plain) << extra[0] << " " << (extra.size() > 1 ? extra[1] : "");
     }
+    // The second processor draws its half of the rows exactly as the first would.
+    const RunResult split = Gs({"render", dir / "show.gsx", "-o", "-", "--size", "160x90", "--multiprocess"});
+    ASSERT_EQ(split.exitCode, 0) << split.err;
+    EXPECT_TRUE(split.out == all.out);
 }
 
 TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
