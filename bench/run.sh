@@ -4,7 +4,20 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build="${1:-build}"
+work="$build/bench-work"
 
 cmake --build "$build" --target gs_resample_bench
+# The other benchmarks exist only in builds that have their parts.
+others=(gs_picture_load_bench gs_refresh_bench)
+for target in "${others[@]}"; do
+  cmake --build "$build" --target "$target" >/dev/null 2>&1 || true
+done
+
 if command -v uptime >/dev/null; then echo "load: $(uptime | sed 's/.*load average: //')"; fi
-"$build/bench/gs_resample_bench" --work "$build/bench-work"
+"$build/bench/gs_resample_bench" --work "$work"
+for program in "${others[@]}"; do
+  if [ -x "$build/bench/$program" ]; then
+    echo
+    "$build/bench/$program" --work "$work" || echo "$program failed"
+  fi
+done
