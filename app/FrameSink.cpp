@@ -359,8 +359,8 @@ private:
             error = "cannot write PNG pictures: " + OIIO::geterror();
             return false;
         }
-        OIIO::ImageSpec spec(w, h, 3, OIIO::TypeDesc::UINT8);
-        if (!out->open(part, spec) || !out->write_image(OIIO::TypeDesc::UINT8, rgb_.data()) || !out->close()) {
+        OIIO::ImageSpec imageSpec(w, h, 3, OIIO::TypeDesc::UINT8);
+        if (!out->open(part, imageSpec) || !out->write_image(OIIO::TypeDesc::UINT8, rgb_.data()) || !out->close()) {
             error = "cannot write " + part + ": " + out->geterror();
             return false;
         }

@@ -65,14 +65,14 @@ long Frames(float value) {
 }  // namespace
 
 std::string ReferencePath(const char* spec262) {
-    FSpec spec;
-    std::memcpy(&spec, spec262, sizeof spec);
-    spec.name[sizeof spec.name - 1] = '\0';
+    FSpec fileSpec;
+    std::memcpy(&fileSpec, spec262, sizeof fileSpec);
+    fileSpec.name[sizeof fileSpec.name - 1] = '\0';
     PlatformPath path;
-    CopyToMacFSSpec(&path, &spec);
+    CopyToMacFSSpec(&path, &fileSpec);
     // A path-form reference to a missing file comes back empty: report the
     // stored name itself then.
-    if (path.path[0] == '\0') return spec.name;
+    if (path.path[0] == '\0') return fileSpec.name;
     return path.path;
 }
 

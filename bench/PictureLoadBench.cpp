@@ -97,21 +97,21 @@ int main(int argc, char** argv) {
     std::printf("6000 x 4000 JPEG into the picture buffer, median of %d runs (ms)\n", runs);
     std::printf("%-34s %10s %10s %16s\n", "picture", "decode", "prepare", "matte+blur");
     for (const std::string* path : {&upright, &sideways}) {
-        FSpec spec;
-        MakePathSpec(spec, path->c_str());
+        FSpec fileSpec;
+        MakePathSpec(fileSpec, path->c_str());
         long w = 0, h = 0;
         const double decode = Time(runs, [&] {
             CDIB dib(1, 1, 24);
-            if (dib.Load(&spec, nullptr, true) != 1) std::exit(1);
+            if (dib.Load(&fileSpec, nullptr, true) != 1) std::exit(1);
             w = dib.GetWid();
             h = dib.GetHgt();
         });
         doc.matteBorder = 0;
         doc.preBlur = 0;
-        const double prepare = Time(runs, [&] { doc.LoadPicture(&spec, 0, 0); });
+        const double prepare = Time(runs, [&] { doc.LoadPicture(&fileSpec, 0, 0); });
         doc.matteBorder = 10;
         doc.preBlur = 1;
-        const double matte = Time(runs, [&] { doc.LoadPicture(&spec, 0, 0); });
+        const double matte = Time(runs, [&] { doc.LoadPicture(&fileSpec, 0, 0); });
         char label[64];
         std::snprintf(label, sizeof label, "%s (%ld x %ld)", path == &upright ? "upright" : "EXIF orientation 6", w, h);
         std::printf("%-34s %10.0f %10.0f %16.0f\n", label, decode, prepare, matte);

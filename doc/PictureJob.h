@@ -34,5 +34,5 @@ long MatteBorderPixels(long level, long width);
 // exceed the limit; else the limit.
 int PreparedDepth(int fileDepth, int limit);
 
-// The alternative picture folder as a file specification in path form.
-void FolderSpec(FSpec& spec, const char* folder);
+// The alternative picture folder as a file reference in path form.
+void FolderSpec(FSpec& fileSpec, const char* folder);

@@ -17,11 +17,11 @@ long MatteBorderPixels(long level, long width) {
 
 int PreparedDepth(int fileDepth, int limit) { return fileDepth <= limit ? std::max(fileDepth, 24) : limit; }
 
-void FolderSpec(FSpec& spec, const char* folder) {
-    std::memset(&spec, 0, sizeof spec);
-    spec.volume = kPathFormId;
-    spec.parent = kPathFormId;
-    std::strncpy(spec.name, folder ? folder : "", sizeof spec.name - 1);
+void FolderSpec(FSpec& fileSpec, const char* folder) {
+    std::memset(&fileSpec, 0, sizeof fileSpec);
+    fileSpec.volume = kPathFormId;
+    fileSpec.parent = kPathFormId;
+    std::strncpy(fileSpec.name, folder ? folder : "", sizeof fileSpec.name - 1);
 }
 
 void lbThreadFunc(void* arg) {

@@ -264,10 +264,10 @@ long SavedShowLength(const std::string& block) {
 
 bool Neutral(char c) { return c == '1' || c == '2' || c == '3'; }
 
-// The file name of `spec` without its folder and extension.
-void BareName(const FSpec& spec, char* out, size_t size) {
-    char name[sizeof spec.name];
-    std::memcpy(name, spec.name, sizeof name);
+// The file name of `fileSpec` without its folder and extension.
+void BareName(const FSpec& fileSpec, char* out, size_t size) {
+    char name[sizeof fileSpec.name];
+    std::memcpy(name, fileSpec.name, sizeof name);
     name[sizeof name - 1] = '\0';
     StripFilePath(name);
     StripFileExt(name);
@@ -932,8 +932,8 @@ void CMain::DeleteAllKeys() {
         const int picture = CurrentPicture();
         for (int k = std::clamp(pDoc->keyCount[picture], 0, kMaxKeys) - 1; k >= 1; --k)
             pDoc->DeleteKey(k, picture);
-        FSpec spec = pDoc->pictureFile[picture];
-        if (picture < pDoc->pictureCount) pDoc->LoadPicture(&spec, picture, pDoc->GetPicStart(picture));
+        FSpec fileSpec = pDoc->pictureFile[picture];
+        if (picture < pDoc->pictureCount) pDoc->LoadPicture(&fileSpec, picture, pDoc->GetPicStart(picture));
         gSelectedKey = -1;
     }
     GotoCurrent();
@@ -1118,8 +1118,8 @@ void CMain::ImagePrep() {
 void CMain::ReloadPictures() {
     const int pictures = std::clamp(pDoc->pictureCount, 0, kPictureSlots);
     for (int p = 0; p < pictures; ++p) {
-        FSpec spec = pDoc->pictureFile[p];
-        pDoc->LoadPicture(&spec, p, pDoc->GetPicStart(p));
+        FSpec fileSpec = pDoc->pictureFile[p];
+        pDoc->LoadPicture(&fileSpec, p, pDoc->GetPicStart(p));
     }
 }
 

@@ -203,14 +203,14 @@ int CDoc::LoadShow(FSpec* file, char* block, bool refresh, long available) {
     // First pass: take the block apart without touching the document, so that
     // a damaged block leaves it as it was.
     const bool record = total > kHeaderSize + kSpecSize;  // room for a picture record
-    FSpec spec;
+    FSpec fileSpec;
     int32_t count = 0;
     KeyStruct incoming[kAddKeyLimit];
     long trailerAt = kHeaderSize;
     float version = keys[0][0].formatVersion;
     if (record) {
         if (!in.Has(kHeaderSize, kRecordHead)) return 0;
-        in.Bytes(kHeaderSize, &spec, kSpecSize);
+        in.Bytes(kHeaderSize, &fileSpec, kSpecSize);
         count = in.I32(kHeaderSize + kSpecSize);
         if (count < 0 || count > kAddKeyLimit) return 0;
         if (count > 0) {
@@ -236,7 +236,7 @@ int CDoc::LoadShow(FSpec* file, char* block, bool refresh, long available) {
     contrastCode[1] = '2';
 
     if (record && count > 0) {
-        pictureFile[0] = spec;
+        pictureFile[0] = fileSpec;
         const float defaultCode = DefaultEaseCode(easeType);
         for (int k = 0; k < count; k++) {
             keys[0][k] = incoming[k];
@@ -252,7 +252,7 @@ int CDoc::LoadShow(FSpec* file, char* block, bool refresh, long available) {
         }
     } else if (record) {
         // A record without keys is the extra file reference.
-        extraFile = spec;
+        extraFile = fileSpec;
         std::memset(&pictureFile[0], 0, sizeof(FSpec));
     }
 

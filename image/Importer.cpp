@@ -82,31 +82,31 @@ int Import(CDIB* dib, const char* path) {
         OIIO::geterror();  // nothing takes the file
         return kPicNoHeader;
     }
-    const OIIO::ImageSpec spec = in->spec();
-    if (spec.width < 1 || spec.height < 1 || spec.depth != 1 || spec.nchannels < 1 || spec.deep) {
+    const OIIO::ImageSpec imageSpec = in->spec();
+    if (imageSpec.width < 1 || imageSpec.height < 1 || imageSpec.depth != 1 || imageSpec.nchannels < 1 || imageSpec.deep) {
         in->geterror();
         return kPicUnreadable;
     }
-    const long w = spec.width, h = spec.height;
-    int orientation = spec.get_int_attribute("Orientation", 1);
+    const long w = imageSpec.width, h = imageSpec.height;
+    int orientation = imageSpec.get_int_attribute("Orientation", 1);
     if (orientation < 1 || orientation > 8) orientation = 1;
     const bool quarter = orientation >= 5;
     if (!dib->Create(quarter ? h : w, quarter ? w : h, 24)) return kPicNoMemory;
 
     // Colour pictures give their first three channels; anything with fewer is
     // taken as grey from its first.
-    const int channels = spec.nchannels >= 3 ? 3 : 1;
+    const int channels = imageSpec.nchannels >= 3 ? 3 : 1;
     const int sub = in->current_subimage(), mip = in->current_miplevel();
     // Scanline files are read a chunk of rows at a time; tiled ones whole.
-    const bool tiled = spec.tile_width != 0;
+    const bool tiled = imageSpec.tile_width != 0;
     const long chunkRows = tiled ? h : std::min(h, kChunkRows);
     MemBlock chunk(w * channels * chunkRows);
     if (!chunk.p) return kPicNoMemory;
     for (long y0 = 0; y0 < h; y0 += chunkRows) {
         const long y1 = std::min(h, y0 + chunkRows);
         const bool ok = tiled ? in->read_image(sub, mip, 0, channels, OIIO::TypeDesc::UINT8, chunk.p)
-                              : in->read_scanlines(sub, mip, spec.y + static_cast<int>(y0),
-                                                   spec.y + static_cast<int>(y1), spec.z, 0, channels,
+                              : in->read_scanlines(sub, mip, imageSpec.y + static_cast<int>(y0),
+                                                   imageSpec.y + static_cast<int>(y1), imageSpec.z, 0, channels,
                                                    OIIO::TypeDesc::UINT8, chunk.p);
         if (!ok) {
             in->geterror();

@@ -70,17 +70,17 @@ int OpenFlags(int mode) {
 
 }  // namespace
 
-void MakePathSpec(FSpec& spec, const char* path) {
-    std::memset(&spec, 0, sizeof spec);
+void MakePathSpec(FSpec& fileSpec, const char* path) {
+    std::memset(&fileSpec, 0, sizeof fileSpec);
     if (!path) return;
-    spec.volume = kPathFormId;
-    spec.parent = kPathFormId;
+    fileSpec.volume = kPathFormId;
+    fileSpec.parent = kPathFormId;
     char full[1024];
     if (!AbsolutePath(path, full, sizeof full)) std::snprintf(full, sizeof full, "%s", path);
-    std::snprintf(spec.name, sizeof spec.name, "%.255s", full);
+    std::snprintf(fileSpec.name, sizeof fileSpec.name, "%.255s", full);
 }
 
-bool IsEmptySpec(const FSpec& spec) { return spec.volume == 0 && spec.parent == 0; }
+bool IsEmptySpec(const FSpec& fileSpec) { return fileSpec.volume == 0 && fileSpec.parent == 0; }
 
 int CopyToMacFSSpec(PlatformPath* out, const FSpec* in) {
     out->path[0] = '\0';
@@ -101,10 +101,10 @@ int CopyFromMacFSSpec(FSpec* out, const PlatformPath* in) {
     return ok;
 }
 
-int GetPathFromFSSpec(const PlatformPath* spec, char* path) {
+int GetPathFromFSSpec(const PlatformPath* fileSpec, char* path) {
     path[0] = '\0';
     char full[1024];
-    if (!AbsolutePath(spec->path, full, sizeof full) || full[0] == '\0') return 0;
+    if (!AbsolutePath(fileSpec->path, full, sizeof full) || full[0] == '\0') return 0;
     bool isFolder = false;
     bool exists = Exists(full, &isFolder);
     if (!exists && !FolderExists(full)) return 0;
@@ -126,7 +126,7 @@ int GetFSSpecFromPath(const char* path, PlatformPath* out) {
 }
 
 CPFile::CPFile() : fileType(kCodes[0].type), creator(kCodes[0].creator) {
-    std::memset(&spec, 0, sizeof spec);
+    std::memset(&fileSpec, 0, sizeof fileSpec);
 }
 
 CPFile::CPFile(FSpec* file, int mode) : CPFile() { Open(file, mode); }
@@ -139,10 +139,10 @@ int CPFile::Open(FSpec* file, int mode) {
     bool converted = CopyToMacFSSpec(&target, file) != 0;
     if (!converted && !(mode & kFileWrite)) return 0;
     // The object's own FSpec: the opened file's full path.
-    if (!GetPathFromFSSpec(&target, spec.name))
-        std::snprintf(spec.name, sizeof spec.name, "%.255s", target.path);
-    spec.volume = kPathFormId;
-    spec.parent = kPathFormId;
+    if (!GetPathFromFSSpec(&target, fileSpec.name))
+        std::snprintf(fileSpec.name, sizeof fileSpec.name, "%.255s", target.path);
+    fileSpec.volume = kPathFormId;
+    fileSpec.parent = kPathFormId;
     if (target.path[0] == '\0') return 0;
     // Linux files carry no type or creator: they stay in this object only.
     int fd = open(target.path, OpenFlags(mode) | O_CLOEXEC, 0666);

@@ -35,23 +35,23 @@ struct PlatformPath {
     char path[1024];
 };
 
-// Fills `spec` in path form with `path` (cut to 255 characters). A relative path
-// is made absolute against the current directory. A null path gives an empty spec.
-void MakePathSpec(FSpec& spec, const char* path);
-// True when `spec` is empty (volume and parent both 0).
-bool IsEmptySpec(const FSpec& spec);
+// Fills `fileSpec` in path form with `path` (cut to 255 characters). A relative path
+// is made absolute against the current directory. A null path gives an empty fileSpec.
+void MakePathSpec(FSpec& fileSpec, const char* path);
+// True when `fileSpec` is empty (volume and parent both 0).
+bool IsEmptySpec(const FSpec& fileSpec);
 
-// FSpec -> platform path. Empty spec: 0. Path form: 1 when the path exists (the
+// FSpec -> platform path. Empty fileSpec: 0. Path form: 1 when the path exists (the
 // path is written either way, so a file about to be created can still be opened
 // for writing). Platform form: the name against the current directory, always 1.
 int CopyToMacFSSpec(PlatformPath* out, const FSpec* in);
 // Platform path -> path-form FSpec; returns the success of GetPathFromFSSpec.
 int CopyFromMacFSSpec(FSpec* out, const PlatformPath* in);
-// Writes the full path of `spec` into `path` (256 bytes): a folder gets a
+// Writes the full path of `fileSpec` into `path` (256 bytes): a folder gets a
 // trailing "/". 1 when the item exists or its folder does (so paths can be
 // made for files about to be created); 0 otherwise or when the path does not
 // fit in 255 characters (then `path` is left empty).
-int GetPathFromFSSpec(const PlatformPath* spec, char* path);
+int GetPathFromFSSpec(const PlatformPath* fileSpec, char* path);
 // Absolute form of `path` in `out`; 1 when the file exists, else 0.
 int GetFSSpecFromPath(const char* path, PlatformPath* out);
 
@@ -71,13 +71,13 @@ class CPFile {
 public:
     CPFile();
     // Opens at once; the result is not kept (check it by other means).
-    CPFile(FSpec* spec, int mode);
+    CPFile(FSpec* fileSpec, int mode);
     ~CPFile();
     CPFile(const CPFile&) = delete;
     CPFile& operator=(const CPFile&) = delete;
 
     // 1 when the file is open, 0 otherwise.
-    int Open(FSpec* spec, int mode);
+    int Open(FSpec* fileSpec, int mode);
     // Closing twice is harmless.
     void Close();
     // 0 on any error, including end of file before `count` bytes (the bytes that
@@ -99,13 +99,13 @@ public:
     uint32_t GetCreatorType() const { return creator; }
     int GetFileNum() const { return fileRef; }
     // After Open: the opened file in path form.
-    FSpec* GetFSpec() { return &spec; }
+    FSpec* GetFSpec() { return &fileSpec; }
 
 private:
     int fileRef = -1;  // file descriptor, -1 when none is open
     uint32_t fileType;
     uint32_t creator;
-    FSpec spec;
+    FSpec fileSpec;
 };
 
 // Length-prefixed strings. `out` holds 257 bytes; returns the length byte

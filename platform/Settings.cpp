@@ -64,10 +64,10 @@ bool ConfigFolder(char* out, size_t size) {
     return n > 0 && static_cast<size_t>(n) < size && MakeFolders(out);
 }
 
-bool SettingsSpec(FSpec& spec) {
+bool SettingsSpec(FSpec& fileSpec) {
     char path[1024];
     if (!GetIniFilePath(path, sizeof path)) return false;
-    MakePathSpec(spec, path);
+    MakePathSpec(fileSpec, path);
     return true;
 }
 
@@ -152,11 +152,11 @@ void SetIniItem(const char* key, long value) {
 void SetIniItem(const char* key, int value) { SetIniItem(key, static_cast<long>(value)); }
 
 void LoadIniFile() {
-    FSpec spec;
-    if (!SettingsSpec(spec)) return;
+    FSpec fileSpec;
+    if (!SettingsSpec(fileSpec)) return;
     CPFile file;
     MarkAsText(file);
-    if (file.Open(&spec, kFileReadWrite)) {
+    if (file.Open(&fileSpec, kFileReadWrite)) {
         std::memset(gIniString, 0, kIniSize);
         file.Read(gIniString, kIniSize);
         file.Close();
@@ -168,12 +168,12 @@ void LoadIniFile() {
 }
 
 void SaveIniFile() {
-    FSpec spec;
-    if (!SettingsSpec(spec)) return;
-    unlink(spec.name);  // rewritten from scratch
+    FSpec fileSpec;
+    if (!SettingsSpec(fileSpec)) return;
+    unlink(fileSpec.name);  // rewritten from scratch
     CPFile file;
     MarkAsText(file);
-    if (!file.Open(&spec, kFileWrite)) return;
+    if (!file.Open(&fileSpec, kFileWrite)) return;
     file.Write(gIniString, static_cast<long>(strnlen(gIniString, kIniSize)));
     file.Close();
 }

@@ -155,13 +155,13 @@ bool LoadHostPicture(PluginInstance& in, const uint32_t* pixels, KeyStruct (&sav
 
     // The reference is not opened while the host provides the picture, but the
     // loader wants a name to take it for a picture at all.
-    FSpec spec = doc.pictureFile[0];
-    if (std::strlen(spec.name) < 3) MakePathSpec(spec, "/host-frame");
+    FSpec fileSpec = doc.pictureFile[0];
+    if (std::strlen(fileSpec.name) < 3) MakePathSpec(fileSpec, "/host-frame");
     const int32_t count = doc.keyCount[0];
     std::memcpy(saved, doc.keys[0], sizeof saved);
     doc.loadedPicture = -1;
     doc.prefetchedPicture = -1;
-    doc.LoadPicture(&spec, 0, -1);
+    doc.LoadPicture(&fileSpec, 0, -1);
     // Loading a picture may re-frame a single key; the show's keys stand.
     std::memcpy(doc.keys[0], saved, sizeof saved);
     doc.keyCount[0] = count;

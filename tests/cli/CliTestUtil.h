@@ -217,10 +217,10 @@ inline void WriteStandardShow(const TempDir& dir, const std::string& name = "sho
 // Reads a picture file with the program's own readers (and its importer for
 // PNG) and compares it with an RGBA frame, top row first.
 inline void ExpectPictureEquals(const std::string& path, const uint8_t* rgba, int w, int h) {
-    FSpec spec;
-    MakePathSpec(spec, path.c_str());
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, path.c_str());
     CPFile file;
-    ASSERT_TRUE(file.Open(&spec, kFileRead)) << path;
+    ASSERT_TRUE(file.Open(&fileSpec, kFileRead)) << path;
     CDIB picture(1, 1, 24);
     ASSERT_EQ(picture.Load(&file), 0) << path;
     ASSERT_EQ(picture.GetWid(), w) << path;

@@ -97,10 +97,10 @@ TEST_F(EditorFrameTest, MakeStillImageWritesAFullFrameTarga) {
 
 TEST_F(EditorFrameTest, LoadPictureOffersToMatchTheMovesToItsSize) {
     CDIB picture(80, 60, 24);
-    FSpec spec;
+    FSpec fileSpec;
     const std::string path = (folder / "picture.bmp").string();
-    MakePathSpec(spec, path.c_str());
-    ASSERT_TRUE(picture.Save(&spec, 0));
+    MakePathSpec(fileSpec, path.c_str());
+    ASSERT_TRUE(picture.Save(&fileSpec, 0));
     ASSERT_EQ(8, pDoc->GetWid());
     backend->AnswerYesNo(1);
     backend->AnswerOpenFile(path.c_str());

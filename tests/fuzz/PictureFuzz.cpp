@@ -32,10 +32,10 @@ bool WriteInput(const uint8_t* data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!WriteInput(data, size)) return 0;
-    FSpec spec;
-    MakePathSpec(spec, InputPath().c_str());
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, InputPath().c_str());
     CPFile file;
-    if (!file.Open(&spec, kFileRead)) return 0;
+    if (!file.Open(&fileSpec, kFileRead)) return 0;
     CDIB dib(8, 8, 24);
     dib.Load(&file);
     return 0;

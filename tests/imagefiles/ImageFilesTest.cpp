@@ -87,8 +87,8 @@ TEST(PictureImporter, ExifOrientationStandsThePhotoUpright) {
 // Loads through the picture list's entry point with messages on.
 int LoadReported(const std::string& path, CDIB& dib, std::vector<std::string>& messages) {
     MessageRecorder recorder;
-    FSpec spec = SpecFor(path);
-    const int result = dib.Load(&spec, nullptr, true);
+    FSpec fileSpec = SpecFor(path);
+    const int result = dib.Load(&fileSpec, nullptr, true);
     messages = recorder.messages;
     return result;
 }
@@ -117,9 +117,9 @@ TEST(PictureLoadEntry, RefusedFilesShowTheirMessages) {
 
         // Without reporting, the placeholder picture takes its place.
         MessageRecorder quiet;
-        FSpec spec = SpecFor(PicturePath(c.name));
+        FSpec fileSpec = SpecFor(PicturePath(c.name));
         CDIB silent(8, 8, 24);
-        EXPECT_EQ(silent.Load(&spec, nullptr, false), 2);
+        EXPECT_EQ(silent.Load(&fileSpec, nullptr, false), 2);
         EXPECT_TRUE(quiet.messages.empty());
         EXPECT_EQ(silent.GetBitCount(), 24);
         EXPECT_GT(silent.GetWid(), 8);
@@ -134,7 +134,7 @@ int FetchFromHost(CDIB* dib) {
 
 TEST(PictureLoadEntry, MissingFilesFolderSearchAndHostPictures) {
     const std::string missing = "/nonexistent_gs_folder/bmp24_im.bmp";
-    FSpec spec = SpecFor(missing);
+    FSpec fileSpec = SpecFor(missing);
     {
         CDIB dib(8, 8, 24);
         std::vector<std::string> messages;
@@ -145,7 +145,7 @@ TEST(PictureLoadEntry, MissingFilesFolderSearchAndHostPictures) {
     {
         MessageRecorder quiet;
         CDIB dib(8, 8, 24);
-        EXPECT_EQ(dib.Load(&spec, nullptr, false), 2);
+        EXPECT_EQ(dib.Load(&fileSpec, nullptr, false), 2);
         CDIB placeholder(1, 1, 24);
         ASSERT_EQ(BitmapToDIB(&placeholder, kMissingPicture), 1);
         ASSERT_EQ(dib.GetWid(), placeholder.GetWid());
@@ -157,7 +157,7 @@ TEST(PictureLoadEntry, MissingFilesFolderSearchAndHostPictures) {
         // The folder moved with the show: the name is looked for in the folder.
         FSpec folder = SpecFor(GeneratedPictures().path + "/");
         CDIB dib(8, 8, 24);
-        EXPECT_EQ(dib.Load(&spec, &folder, true), 1);
+        EXPECT_EQ(dib.Load(&fileSpec, &folder, true), 1);
         EXPECT_EQ(dib.GetWid(), kW);
     }
     {
@@ -177,11 +177,11 @@ TEST(PictureLoadEntry, MissingFilesFolderSearchAndHostPictures) {
         gGetImageFromTimeline = true;
         SetSourceImageFetch(FetchFromHost);
         CDIB dib(8, 8, 24);
-        EXPECT_EQ(dib.Load(&spec, nullptr, true), 1);
+        EXPECT_EQ(dib.Load(&fileSpec, nullptr, true), 1);
         EXPECT_EQ(gFetched, 1);
         EXPECT_EQ(dib.GetBitCount(), 32);
         SetSourceImageFetch(nullptr);
-        EXPECT_EQ(dib.Load(&spec, nullptr, true), 0);
+        EXPECT_EQ(dib.Load(&fileSpec, nullptr, true), 0);
         gGetImageFromTimeline = false;
     }
     EXPECT_EQ(JP_DllInstalled(), 0);

@@ -53,9 +53,9 @@ inline const TestFolder& GeneratedPictures() {
 inline std::string PicturePath(const std::string& name) { return GeneratedPictures() / name; }
 
 inline FSpec SpecFor(const std::string& path) {
-    FSpec spec;
-    MakePathSpec(spec, path.c_str());
-    return spec;
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, path.c_str());
+    return fileSpec;
 }
 
 inline std::vector<uint8_t> ReadBytes(const std::string& path) {
@@ -70,9 +70,9 @@ inline void WriteBytes(const std::string& path, const std::vector<uint8_t>& byte
 
 // Loads a file through the format recognition; returns the reader's code.
 inline int LoadCode(const std::string& path, CDIB& dib) {
-    FSpec spec = SpecFor(path);
+    FSpec fileSpec = SpecFor(path);
     CPFile file;
-    if (!file.Open(&spec, kFileRead)) return -1;
+    if (!file.Open(&fileSpec, kFileRead)) return -1;
     return dib.Load(&file);
 }
 

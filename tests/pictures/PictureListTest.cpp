@@ -49,8 +49,8 @@ TEST(LoadPicture, MatteBorderDepthAndCameraFraming) {
     auto doc = NewDoc();
     doc->matteBorder = 50;
     doc->matteColor = 0x0000FF;  // red
-    FSpec spec = SpecFor(wide);
-    doc->LoadPicture(&spec, 0, 0);
+    FSpec fileSpec = SpecFor(wide);
+    doc->LoadPicture(&fileSpec, 0, 0);
     ASSERT_EQ(doc->picLoadStatus, 1);
     // 250 pixels on every side, computed from the width for both directions.
     EXPECT_EQ(doc->GetWid(), 1500);
@@ -63,7 +63,7 @@ TEST(LoadPicture, MatteBorderDepthAndCameraFraming) {
     EXPECT_EQ(inside.b, 0x99);
     EXPECT_EQ(doc->pictureCount, 1);
     EXPECT_EQ(doc->loadedPicture, 0);
-    EXPECT_EQ(std::strcmp(doc->pictureFile[0].name, spec.name), 0);
+    EXPECT_EQ(std::strcmp(doc->pictureFile[0].name, fileSpec.name), 0);
     EXPECT_EQ(doc->modified, 1);
 
     // One key: recentred on the new picture.
@@ -94,11 +94,11 @@ TEST(LoadPicture, MatteBorderDepthAndCameraFraming) {
 }
 
 TEST(LoadPicture, PreparationRunsTheEffectsInOrder) {
-    FSpec spec = SpecFor(PicturePath("bmp24_im.bmp"));
+    FSpec fileSpec = SpecFor(PicturePath("bmp24_im.bmp"));
     auto prepared = [&](auto configure) {
         auto doc = NewDoc();
         configure(*doc);
-        doc->LoadPicture(&spec, 0, 0);
+        doc->LoadPicture(&fileSpec, 0, 0);
         EXPECT_EQ(doc->picLoadStatus, 1);
         return doc;
     };
@@ -147,11 +147,11 @@ TEST(LoadPicture, PreparationRunsTheEffectsInOrder) {
 
 TEST(LoadPicture, MissingPicturesAndTheAlternativeFolder) {
     const std::string gone = "/nonexistent_gs_folder/bmp24_im.bmp";
-    FSpec spec = SpecFor(gone);
+    FSpec fileSpec = SpecFor(gone);
     {
         MessageRecorder recorder;
         auto doc = NewDoc();
-        doc->LoadPicture(&spec, 0, 0);
+        doc->LoadPicture(&fileSpec, 0, 0);
         EXPECT_EQ(doc->picLoadStatus, 0);
         EXPECT_EQ(doc->GetWid(), 8);  // the buffer keeps what it had
         EXPECT_EQ(doc->pictureCount, 0);
@@ -161,7 +161,7 @@ TEST(LoadPicture, MissingPicturesAndTheAlternativeFolder) {
         MessageRecorder recorder;
         auto doc = NewDoc();
         doc->showPicError = 0;  // quietly the placeholder
-        doc->LoadPicture(&spec, 0, 0);
+        doc->LoadPicture(&fileSpec, 0, 0);
         EXPECT_EQ(doc->picLoadStatus, 2);
         EXPECT_EQ(doc->pictureCount, 1);
         EXPECT_GT(doc->GetWid(), 8);
@@ -170,7 +170,7 @@ TEST(LoadPicture, MissingPicturesAndTheAlternativeFolder) {
     {
         auto doc = NewDoc();
         std::snprintf(doc->altImageFolder, sizeof doc->altImageFolder, "%s/", GeneratedPictures().path.c_str());
-        doc->LoadPicture(&spec, 0, 0);
+        doc->LoadPicture(&fileSpec, 0, 0);
         EXPECT_EQ(doc->picLoadStatus, 1);
         EXPECT_EQ(doc->GetWid(), kW);
     }
@@ -286,10 +286,10 @@ TEST(PictureJob, RunsToCompletionAndFreesItself) {
     std::atomic<int32_t> busy{0};
     int result = -1;
     CDIB target(0, 0, 24);
-    FSpec spec = SpecFor(PicturePath("psd_rgba_rle_im.psd"));
+    FSpec fileSpec = SpecFor(PicturePath("psd_rgba_rle_im.psd"));
     FSpec folder;
     FolderSpec(folder, "");
-    lbThreadFunc(new PictureJob{&target, &spec, &busy, 0x00FF00, 100, 32, &folder, 0, &result});
+    lbThreadFunc(new PictureJob{&target, &fileSpec, &busy, 0x00FF00, 100, 32, &folder, 0, &result});
     EXPECT_EQ(result, 1);
     EXPECT_EQ(busy.load(), 0);
     // Level 100: half the width on every side, in the matte colour.

@@ -25,9 +25,9 @@ std::string Hex(const char* bytes, int n) {
 }
 
 void WriteWhole(const std::string& path, const std::string& text) {
-    FSpec spec;
-    MakePathSpec(spec, path.c_str());
-    CPFile file(&spec, kFileWrite);
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, path.c_str());
+    CPFile file(&fileSpec, kFileWrite);
     file.Write(const_cast<char*>(text.data()), static_cast<long>(text.size()));
 }
 
@@ -61,10 +61,10 @@ TEST(ByteOrder, EndianMemEndianAndFlopEndian) {
 
 TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
     TempFolder dir;
-    FSpec spec;
-    MakePathSpec(spec, (dir / "show.gsx").c_str());
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, (dir / "show.gsx").c_str());
     CPFile missing;
-    EXPECT_EQ(missing.Open(&spec, kFileRead), 0);
+    EXPECT_EQ(missing.Open(&fileSpec, kFileRead), 0);
 
     CPFile file;
     EXPECT_EQ(file.GetFileType(), FourCC("GSXF"));
@@ -74,7 +74,7 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
     EXPECT_EQ(file.GetFileType(), FourCC("TPIC"));
     EXPECT_EQ(file.GetCreatorType(), FourCC("ogle"));
 
-    ASSERT_EQ(file.Open(&spec, kFileWrite), 1);
+    ASSERT_EQ(file.Open(&fileSpec, kFileWrite), 1);
     int32_t parent = file.GetFSpec()->parent;  // packed field: read by value
     EXPECT_EQ(file.GetFSpec()->volume, kPathFormId);
     EXPECT_EQ(parent, kPathFormId);
@@ -85,7 +85,7 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
 
     // Writing a shorter file over a longer one leaves the old tail.
     WriteWhole(dir / "show.gsx", "ab");
-    CPFile back(&spec, kFileReadWrite);
+    CPFile back(&fileSpec, kFileReadWrite);
     EXPECT_EQ(back.GetFileLength(), 10);
     char text[11] = {};
     EXPECT_EQ(back.Read(text, 10), 10);
@@ -95,9 +95,9 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
 TEST(CPFileTest, SeekOriginsAndShortReads) {
     TempFolder dir;
     WriteWhole(dir / "d.bin", "0123456789");
-    FSpec spec;
-    MakePathSpec(spec, (dir / "d.bin").c_str());
-    CPFile file(&spec, kFileRead);
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, (dir / "d.bin").c_str());
+    CPFile file(&fileSpec, kFileRead);
     char buf[32] = {};
 
     EXPECT_EQ(file.Seek(0, 1), 1);  // 1 is the end
@@ -122,9 +122,9 @@ TEST(CPFileTest, SeekOriginsAndShortReads) {
 TEST(CPFileTest, ReadCountIsSixteenBitsWide) {
     TempFolder dir;
     WriteWhole(dir / "big.bin", std::string(65541, 'x'));
-    FSpec spec;
-    MakePathSpec(spec, (dir / "big.bin").c_str());
-    CPFile file(&spec, kFileRead);
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, (dir / "big.bin").c_str());
+    CPFile file(&fileSpec, kFileRead);
     std::vector<char> buf(65541);
     EXPECT_EQ(file.Read(buf.data(), 65541), 5);
 }

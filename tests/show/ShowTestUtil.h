@@ -67,9 +67,9 @@ inline bool WriteTestPicture(const std::string& path, int width, int height) {
             p[3 * x + 2] = static_cast<uint8_t>(x * 255 / (width - 1));     // red
         }
     }
-    FSpec spec;
-    MakePathSpec(spec, path.c_str());
-    return picture.Save(&spec, 0) == 1;
+    FSpec fileSpec;
+    MakePathSpec(fileSpec, path.c_str());
+    return picture.Save(&fileSpec, 0) == 1;
 }
 
 // Puts a show of one picture with the given keys into `doc`.
