@@ -23,15 +23,19 @@ const SlotFont kSlots[5] = {
 
 constexpr int kDefaultPoints = 12;
 
+// The options text is laid out with, made when text is first laid out and
+// given back with the backend (a layout keeps a copy of them), so that
+// nothing is left behind when a host unloads the effect module.
+cairo_font_options_t* gTextOptions = nullptr;
+
 cairo_font_options_t* TextOptions() {
-    static cairo_font_options_t* options = [] {
-        cairo_font_options_t* o = cairo_font_options_create();
-        cairo_font_options_set_antialias(o, CAIRO_ANTIALIAS_GRAY);
-        cairo_font_options_set_hint_style(o, CAIRO_HINT_STYLE_SLIGHT);
-        cairo_font_options_set_hint_metrics(o, CAIRO_HINT_METRICS_ON);
-        return o;
-    }();
-    return options;
+    if (!gTextOptions) {
+        gTextOptions = cairo_font_options_create();
+        cairo_font_options_set_antialias(gTextOptions, CAIRO_ANTIALIAS_GRAY);
+        cairo_font_options_set_hint_style(gTextOptions, CAIRO_HINT_STYLE_SLIGHT);
+        cairo_font_options_set_hint_metrics(gTextOptions, CAIRO_HINT_METRICS_ON);
+    }
+    return gTextOptions;
 }
 
 }  // namespace
@@ -188,4 +192,6 @@ WindowBackend::~WindowBackend() {
     }
     DeleteLayerFont(defaultFont);
     defaultFont = nullptr;
+    if (gTextOptions) cairo_font_options_destroy(gTextOptions);
+    gTextOptions = nullptr;
 }
