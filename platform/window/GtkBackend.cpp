@@ -1011,17 +1011,21 @@ private:
 
 }  // namespace
 
+extern "C" __attribute__((visibility("default"))) int GsStartGtkWindowLayer() {
+    if (!gtk_init_check(nullptr, nullptr)) {
+        std::fprintf(stderr, "glimmerstroll: no display could be opened; running without one\n");
+        return 0;
+    }
+    auto* backend = new GtkBackend;
+    gGtk = backend;
+    AdoptStartedBackend(backend);
+    return 1;
+}
+
 WindowPlatform StartWindowLayer() {
     const char* setting = std::getenv("GLIMMERSTROLL_PLATFORM");
-    if (ChooseWindowPlatform(setting, DisplayPresent()) == WindowPlatform::Gtk) {
-        if (gtk_init_check(nullptr, nullptr)) {
-            auto* backend = new GtkBackend;
-            gGtk = backend;
-            AdoptStartedBackend(backend);
-            return WindowPlatform::Gtk;
-        }
-        std::fprintf(stderr, "glimmerstroll: no display could be opened; running without one\n");
-    }
+    if (ChooseWindowPlatform(setting, DisplayPresent()) == WindowPlatform::Gtk && GsStartGtkWindowLayer())
+        return WindowPlatform::Gtk;
     StartHeadlessWindowLayer();
     return WindowPlatform::Headless;
 }

@@ -19,6 +19,12 @@ HeadlessBackend* StartHeadlessWindowLayer();
 // it; GTK falls back to headless when it cannot open the display. Defined
 // with the GTK backend (gs_window_gtk).
 WindowPlatform StartWindowLayer();
+// Installs the GTK backend and returns 1, or returns 0 and installs nothing
+// when no display could be opened. Defined with the GTK backend, which is
+// also built as a module of its own (Glimmerstroll-gtk.so) that the effect
+// module loads at run time by this name, so that the effect never links GTK.
+extern "C" int GsStartGtkWindowLayer();
+constexpr const char* kGtkWindowLayerEntry = "GsStartGtkWindowLayer";
 // Takes the windows' platform windows away, uninstalls and deletes the backend.
 void StopWindowLayer();
 
