@@ -1,5 +1,7 @@
 # ldd on every render-path binary that was built: none may load GTK. CONTROL,
 # a binary that links the GTK backend, shows that ldd's output is read right.
+# GTK_MODULE, the effect's GTK backend module, must find the effect module
+# beside it and leave the window layer to it: its layer symbols stay undefined.
 file(STRINGS ${LIST} files)
 set(checked "")
 foreach(f ${files})
@@ -24,6 +26,18 @@ if(CONTROL AND EXISTS ${CONTROL})
   if(NOT out MATCHES "libgtk-3")
     message(FATAL_ERROR "ldd shows no GTK in ${CONTROL}, which links it")
   endif()
+endif()
+if(GTK_MODULE AND EXISTS ${GTK_MODULE})
+  execute_process(COMMAND ldd ${GTK_MODULE} OUTPUT_VARIABLE out)
+  if(NOT out MATCHES "Glimmerstroll\\.so => /[^\n]*/Glimmerstroll\\.so" OR NOT out MATCHES "libgtk-3")
+    message(FATAL_ERROR "${GTK_MODULE} does not load GTK and the effect module beside it:\n${out}")
+  endif()
+  execute_process(COMMAND nm -D --undefined-only ${GTK_MODULE} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+  foreach(symbol _Z16GetWindowBackendv _Z19AdoptStartedBackendP13WindowBackend gEnv)
+    if(NOT rc EQUAL 0 OR NOT out MATCHES "U ${symbol}\n")
+      message(FATAL_ERROR "${GTK_MODULE} has its own ${symbol} instead of the effect module's:\n${out}")
+    endif()
+  endforeach()
 endif()
 foreach(f ${checked})
   message(STATUS "without GTK: ${f}")
