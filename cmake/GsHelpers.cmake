@@ -5,6 +5,8 @@ function(gs_test)
   cmake_parse_arguments(T "INTEGRATION" "NAME" "SOURCES;LIBS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gtest_main Threads::Threads)
+  # Shared test helpers are included from the top: "tests/common/TestKit.h".
+  target_include_directories(${T_NAME} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${T_NAME} PRIVATE
     GS_SOURCE_DIR="${PROJECT_SOURCE_DIR}" GS_BINARY_DIR="${PROJECT_BINARY_DIR}")
   set(home ${PROJECT_BINARY_DIR}/testhome/${T_NAME})

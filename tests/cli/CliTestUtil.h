@@ -30,6 +30,7 @@
 #include "image/CDIB.h"
 #include "motion/Interp.h"
 #include "platform/Files.h"
+#include "tests/common/TestKit.h"
 
 extern char** environ;
 
@@ -38,30 +39,8 @@ namespace gstest {
 inline std::string ToolPath() { return std::string(GS_BINARY_DIR) + "/bin/glimmerstroll"; }
 inline std::string PluginFolder() { return std::string(GS_BINARY_DIR) + "/frei0r-1"; }
 
-struct TempDir {
-    std::string path;
-    TempDir() {
-        char pattern[] = "/tmp/gs_cli_XXXXXX";
-        if (mkdtemp(pattern)) path = pattern;
-    }
-    ~TempDir() {
-        std::error_code ec;
-        if (!path.empty()) std::filesystem::remove_all(path, ec);
-    }
-    std::string operator/(const std::string& name) const { return path + "/" + name; }
-    // Names in the folder, sorted.
-    std::vector<std::string> List() const {
-        std::vector<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(path)) names.push_back(e.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-};
-
-inline std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using TempDir = ScratchFolder;
+using ::ReadFile;
 
 inline bool Exists(const std::string& path) {
     struct stat st;

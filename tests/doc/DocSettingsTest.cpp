@@ -37,7 +37,7 @@ TEST(DocSettings, ConstructorReadsTheSettingsFileAndClearsTheShow) {
 
     // Clearing keeps the show's length; a cleared show has one key at 0,
     // centred at 200,200, 100 wide, on an 8 x 8 image, and no undo records.
-    KeyStruct key = MakeKey(30, 1);
+    KeyStruct key = CameraKey(30, 1);
     doc->SetKey(1, key, 0);
     doc->Do(key, 1, 0);
     doc->showLength = 900;

@@ -9,24 +9,8 @@
 #include "motion/Interp.h"
 #include "platform/Env.h"
 #include "platform/Settings.h"
+#include "tests/common/TestDoc.h"
 
-// A document built from empty settings, so every option has its default.
-inline std::unique_ptr<CDoc> NewDoc() {
-    std::snprintf(gEnv.programName, sizeof gEnv.programName, "Glimmerstroll");
-    std::snprintf(gIniString, sizeof gIniString, "[Glimmerstroll]\r\n");
-    gCurFrame = 0;
-    return std::make_unique<CDoc>();
-}
-
-inline KeyStruct MakeKey(int time, float x, float y = 0, float width = 10) {
-    KeyStruct key;
-    KeyIdentity(key);
-    key.time = time;
-    key.horizontalPos = x;
-    key.verticalPos = y;
-    key.width = width;
-    return key;
-}
 
 // Replaces picture 0's keys.
 template <size_t N>

@@ -4,7 +4,7 @@
 #include "motion/Timecode.h"
 
 TEST(KeyEditing, AddKeyReplacesNearKeysAndInsertsNewOnes) {
-    auto doc = NewDoc();
+    auto doc = DocWithSettings();
     // Without an editor the key is the camera at the current frame.
     gCurFrame = 50;
     EXPECT_EQ(doc->AddKey(), 1);
@@ -15,7 +15,7 @@ TEST(KeyEditing, AddKeyReplacesNearKeysAndInsertsNewOnes) {
     // Within 4 frames: the stage's camera replaces the key in place, ease kept.
     FakeEditor editor;
     editor.hasStage = true;
-    editor.stageKey = MakeKey(999, 321);
+    editor.stageKey = CameraKey(999, 321);
     editor.stageKey.easeCode = 2050.0f;
     gCurFrame = 53;
     EXPECT_EQ(doc->AddKey(), 0);
@@ -47,7 +47,7 @@ TEST(KeyEditing, AddKeyReplacesNearKeysAndInsertsNewOnes) {
     const struct { long zoom, frame; int added; } cases[] = {
         {4, 52, 1}, {4, 51, 0}, {6, 53, 1}, {6, 52, 0}, {20, 54, 1}, {20, 53, 0}};
     for (const auto& c : cases) {
-        const KeyStruct list[] = {MakeKey(0, 0), MakeKey(50, 0)};
+        const KeyStruct list[] = {CameraKey(0, 0), CameraKey(50, 0)};
         SetKeys(*doc, list);
         editor.zoom = c.zoom;
         gCurFrame = c.frame;
@@ -73,9 +73,9 @@ TEST(KeyEditing, AddKeyReplacesNearKeysAndInsertsNewOnes) {
 }
 
 TEST(KeyEditing, FindShiftAndRescale) {
-    auto doc = NewDoc();
-    const KeyStruct list[] = {MakeKey(0, 100, 50, 80), MakeKey(30, 200, 60, 40),
-                              MakeKey(75, 300, 70, 20), MakeKey(1700, 0)};
+    auto doc = DocWithSettings();
+    const KeyStruct list[] = {CameraKey(0, 100, 50, 80), CameraKey(30, 200, 60, 40),
+                              CameraKey(75, 300, 70, 20), CameraKey(1700, 0)};
     SetKeys(*doc, list);
 
     doc->SetPicStart(100, 0);
@@ -98,7 +98,7 @@ TEST(KeyEditing, FindShiftAndRescale) {
     EXPECT_EQ(doc->keys[0][1].time, 0);
 
     // Lengths within 1 of each other change nothing; otherwise all but key 0 scale.
-    const KeyStruct timed[] = {MakeKey(0, 100, 50, 80), MakeKey(30, 200, 60, 40), MakeKey(75, 0)};
+    const KeyStruct timed[] = {CameraKey(0, 100, 50, 80), CameraKey(30, 200, 60, 40), CameraKey(75, 0)};
     SetKeys(*doc, timed);
     EXPECT_EQ(doc->RescaleShow(100, 101), 0);
     EXPECT_EQ(doc->keys[0][1].time, 30);
@@ -115,10 +115,10 @@ TEST(KeyEditing, FindShiftAndRescale) {
 }
 
 TEST(KeyEditing, ChopShowAndConstantMotion) {
-    auto doc = NewDoc();
+    auto doc = DocWithSettings();
     doc->pictureCount = 1;
-    const KeyStruct list[] = {MakeKey(0, 100, 100, 50), MakeKey(60, 400, 200, 150),
-                              MakeKey(120, 100, 300, 90), MakeKey(180, 0)};
+    const KeyStruct list[] = {CameraKey(0, 100, 100, 50), CameraKey(60, 400, 200, 150),
+                              CameraKey(120, 100, 300, 90), CameraKey(180, 0)};
     SetKeys(*doc, list);
     KeyStruct before, after;
     doc->QueueKey(&before, 0, 90, 0);
@@ -131,7 +131,7 @@ TEST(KeyEditing, ChopShowAndConstantMotion) {
     EXPECT_FLOAT_EQ(after.width, before.width);
 
     // A still camera has no speed: nothing moves.
-    const KeyStruct still[] = {MakeKey(0, 50), MakeKey(10, 50), MakeKey(100, 50)};
+    const KeyStruct still[] = {CameraKey(0, 50), CameraKey(10, 50), CameraKey(100, 50)};
     SetKeys(*doc, still);
     doc->ConstantMotion(0);
     EXPECT_EQ(doc->keys[0][1].time, 10);
@@ -139,7 +139,7 @@ TEST(KeyEditing, ChopShowAndConstantMotion) {
 
     // Fast (20 px/frame), slow (1.25) and medium (3) segments even out.
     doc->easeType = EASE_NONE | EASE_STRAIGHT;
-    const KeyStruct moving[] = {MakeKey(0, 0), MakeKey(20, 400), MakeKey(100, 500), MakeKey(200, 500, 300)};
+    const KeyStruct moving[] = {CameraKey(0, 0), CameraKey(20, 400), CameraKey(100, 500), CameraKey(200, 500, 300)};
     SetKeys(*doc, moving);
     doc->ConstantMotion(0);
     const KeyStruct* k = doc->keys[0];

@@ -9,9 +9,9 @@ bool SameKey(const KeyStruct& a, const KeyStruct& b) { return std::memcmp(&a, &b
 }  // namespace
 
 TEST(UndoRedo, AddDeleteAndReplace) {
-    auto doc = NewDoc();
+    auto doc = DocWithSettings();
     doc->pictureCount = 1;
-    const KeyStruct list[] = {MakeKey(0, 200, 150, 100), MakeKey(100, 90)};
+    const KeyStruct list[] = {CameraKey(0, 200, 150, 100), CameraKey(100, 90)};
     SetKeys(*doc, list);
 
     doc->UnDo();  // empty ring: nothing
@@ -39,7 +39,7 @@ TEST(UndoRedo, AddDeleteAndReplace) {
     doc->SetPicStart(12, 0);
     FakeEditor editor;
     editor.hasStage = true;
-    editor.stageKey = MakeKey(0, 321);
+    editor.stageKey = CameraKey(0, 321);
     gCurFrame = 12 + 98;
     ASSERT_EQ(doc->AddKey(), 0);
     doc->UnDo();
@@ -56,8 +56,8 @@ TEST(UndoRedo, AddDeleteAndReplace) {
 }
 
 TEST(UndoRedo, RingWrapsAcrossThirtyThreeEdits) {
-    auto doc = NewDoc();
-    KeyStruct key = MakeKey(10, 0);
+    auto doc = DocWithSettings();
+    KeyStruct key = CameraKey(10, 0);
     doc->SetKey(1, key, 0);
     for (int n = 1; n <= 33; n++) {  // edit n moves key 1 from x = n - 1 to n
         doc->Do(doc->keys[0][1], 1, 0);

@@ -119,7 +119,7 @@ TEST_F(EditorFrameTest, AdvancedOptionsRefuseABadOffsetAndStoreAll) {
 }
 
 TEST_F(EditorFrameTest, StatusTextsFollowTheKeyAndTheOptions) {
-    KeyStruct key = Camera(0, 10.7f, 20.2f, 99.9f);
+    KeyStruct key = CameraKey(0, 10.7f, 20.2f, 99.9f);
     key.rotation1 = 1.5f;
     key.rotation2 = -2.5f;
     key.rotation3 = 3.0f;

@@ -27,23 +27,10 @@
 #include "platform/window/CPWnd.h"
 #include "platform/window/Headless.h"
 #include "platform/window/WindowLayer.h"
+#include "tests/common/TestDoc.h"
+#include "tests/common/TestKit.h"
 
 namespace fs = std::filesystem;
-
-inline KeyStruct Camera(int time, float x, float y, float width) {
-    KeyStruct key;
-    KeyIdentity(key);
-    key.time = time;
-    key.horizontalPos = x;
-    key.verticalPos = y;
-    key.width = width;
-    return key;
-}
-
-inline std::string ReadFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 class EditorFrameTest : public ::testing::Test {
 protected:
@@ -62,9 +49,9 @@ protected:
         gSelectedKey = -1;
         gClipKey = KeyStruct{};
         gShowRotation = 0;
-        pDoc->keys[0][0] = Camera(0, 400, 300, 200);
-        pDoc->keys[0][1] = Camera(50, 300, 200, 100);
-        pDoc->keys[0][2] = Camera(100, 500, 250, 150);
+        pDoc->keys[0][0] = CameraKey(0, 400, 300, 200);
+        pDoc->keys[0][1] = CameraKey(50, 300, 200, 100);
+        pDoc->keys[0][2] = CameraKey(100, 500, 250, 150);
         pDoc->keyCount[0] = 3;
         pDoc->pictureCount = 1;
         folder = fs::temp_directory_path() / ("gs-editor-" + std::to_string(getpid()));

@@ -53,7 +53,7 @@ TEST_F(EditorFrameTest, ZeroGoesToTheStartAndPlays) {
 }
 
 TEST_F(EditorFrameTest, CutAndDeleteNeverTakeTheFirstKey) {
-    gClipKey = Camera(7, 1, 2, 3);
+    gClipKey = CameraKey(7, 1, 2, 3);
     Select(0);
     Chord('x');
     Press(kKeyDelete);
@@ -132,8 +132,8 @@ TEST_F(EditorFrameTest, DeleteAllKeysAndUniformSpeedAskFirst) {
     EXPECT_EQ(1, pDoc->keyCount[0]);
     EXPECT_TRUE(Asked("yesno", "Are you sure?"));
 
-    pDoc->keys[0][1] = Camera(10, 300, 200, 100);
-    pDoc->keys[0][2] = Camera(100, 500, 200, 100);
+    pDoc->keys[0][1] = CameraKey(10, 300, 200, 100);
+    pDoc->keys[0][2] = CameraKey(100, 500, 200, 100);
     pDoc->keyCount[0] = 3;
     backend->AnswerYesNo(0);
     Choose(1022);

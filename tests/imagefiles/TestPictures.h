@@ -14,26 +14,12 @@
 #include <vector>
 
 #include "image/CDIB.h"
+#include "tests/common/TestKit.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
 
 // A folder under /tmp, removed with everything in it.
-struct TestFolder {
-    std::string path;
-    explicit TestFolder(const char* prefix = "gs_pictures") {
-        std::string pattern = std::string("/tmp/") + prefix + "_XXXXXX";
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back(0);
-        if (mkdtemp(buf.data())) path = buf.data();
-    }
-    ~TestFolder() {
-        std::error_code ec;
-        if (!path.empty()) std::filesystem::remove_all(path, ec);
-    }
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-    std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
+using TestFolder = ScratchFolder;
 
 // Runs the generator once per process into its own folder; empty on failure.
 inline const TestFolder& GeneratedPictures() {

@@ -12,6 +12,7 @@
 #include "doc/PictureJob.h"
 #include "platform/Env.h"
 #include "platform/Settings.h"
+#include "tests/common/TestDoc.h"
 #include "tests/imagefiles/TestPictures.h"
 
 namespace {
@@ -19,9 +20,7 @@ namespace {
 constexpr long kW = 37, kH = 23;  // the generated pattern
 
 std::unique_ptr<CDoc> NewDoc() {
-    std::snprintf(gEnv.programName, sizeof gEnv.programName, "Glimmerstroll");
-    std::snprintf(gIniString, sizeof gIniString, "[Glimmerstroll]\r\n");
-    auto doc = std::make_unique<CDoc>();
+    auto doc = DocWithSettings();
     doc->videoColors = 0;  // the pattern is compared as it is in the file
     return doc;
 }

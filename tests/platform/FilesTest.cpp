@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "TempFolder.h"
+#include "tests/common/TestKit.h"
 #include "platform/Endian.h"
 #include "platform/Env.h"
 #include "platform/Files.h"
@@ -60,7 +60,7 @@ TEST(ByteOrder, EndianMemEndianAndFlopEndian) {
 }
 
 TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
-    TempFolder dir;
+    ScratchFolder dir;
     FSpec fileSpec;
     MakePathSpec(fileSpec, (dir / "show.gsx").c_str());
     CPFile missing;
@@ -93,7 +93,7 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
 }
 
 TEST(CPFileTest, SeekOriginsAndShortReads) {
-    TempFolder dir;
+    ScratchFolder dir;
     WriteWhole(dir / "d.bin", "0123456789");
     FSpec fileSpec;
     MakePathSpec(fileSpec, (dir / "d.bin").c_str());
@@ -120,7 +120,7 @@ TEST(CPFileTest, SeekOriginsAndShortReads) {
 }
 
 TEST(CPFileTest, ReadCountIsSixteenBitsWide) {
-    TempFolder dir;
+    ScratchFolder dir;
     WriteWhole(dir / "big.bin", std::string(65541, 'x'));
     FSpec fileSpec;
     MakePathSpec(fileSpec, (dir / "big.bin").c_str());
@@ -130,7 +130,7 @@ TEST(CPFileTest, ReadCountIsSixteenBitsWide) {
 }
 
 TEST(FSpecConversion, FormsAndEmptySpec) {
-    TempFolder dir;
+    ScratchFolder dir;
     FSpec empty = {};
     PlatformPath target;
     EXPECT_EQ(CopyToMacFSSpec(&target, &empty), 0);

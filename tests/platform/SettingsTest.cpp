@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "TempFolder.h"
+#include "tests/common/TestKit.h"
 #include "platform/Env.h"
 #include "platform/Platform.h"
 #include "platform/Settings.h"
@@ -19,7 +19,7 @@ const char kHeader[] = "[Glimmerstroll]\r\n";
 // Settings of the program "Glimmerstroll" kept in a fresh configuration folder.
 class SettingsTest : public ::testing::Test {
 protected:
-    TempFolder dir;
+    ScratchFolder dir;
     std::string oldXdg;
     void SetUp() override {
         if (const char* xdg = std::getenv("XDG_CONFIG_HOME")) oldXdg = xdg;

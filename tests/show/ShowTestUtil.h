@@ -20,39 +20,8 @@
 #include "platform/Env.h"
 #include "platform/Files.h"
 #include "platform/Settings.h"
-
-struct ScratchFolder {
-    std::string path;
-    ScratchFolder() {
-        char pattern[] = "/tmp/gs_show_XXXXXX";
-        if (mkdtemp(pattern)) path = pattern;
-    }
-    ~ScratchFolder() {
-        std::error_code ec;
-        if (!path.empty()) std::filesystem::remove_all(path, ec);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
-
-// A document built from the given settings lines ("Key=value\r\n" each).
-inline std::unique_ptr<CDoc> DocWithSettings(const char* lines = "") {
-    std::snprintf(gEnv.programName, sizeof gEnv.programName, "Glimmerstroll");
-    std::snprintf(gIniString, sizeof gIniString, "[Glimmerstroll]\r\n%s", lines);
-    gCurFrame = 0;
-    return std::make_unique<CDoc>();
-}
-
-inline KeyStruct CameraKey(int time, float x, float y, float width) {
-    KeyStruct key;
-    KeyIdentity(key);
-    key.time = time;
-    key.horizontalPos = x;
-    key.verticalPos = y;
-    key.width = width;
-    return key;
-}
+#include "tests/common/TestDoc.h"
+#include "tests/common/TestKit.h"
 
 // A 24-bit Targa picture whose pixels vary with both coordinates, so that any
 // camera move changes the frame: red follows x, green follows y.
@@ -116,4 +85,11 @@ inline std::vector<char> SaveBlock(CDoc& doc) {
     std::vector<char> block(static_cast<size_t>(doc.SaveShow(nullptr, nullptr)));
     doc.SaveShow(nullptr, block.data());
     return block;
+}
+
+// The key count of a block's first picture; -1 when the block is too short.
+inline int32_t KeyCount(const std::vector<char>& block) {
+    int32_t count = -1;
+    if (block.size() >= 274) std::memcpy(&count, block.data() + 8 + 262, 4);
+    return count;
 }

@@ -20,6 +20,7 @@
 #include "platform/window/CPWnd.h"
 #include "platform/window/Headless.h"
 #include "platform/window/WindowLayer.h"
+#include "tests/common/TestDoc.h"
 
 // A headless backend whose clock stands still while `simulated` is set and
 // which lets a test act at every poll of the playback loop.
@@ -49,24 +50,13 @@ inline ::testing::AssertionResult Near(long colour, long expected) {
     return ::testing::AssertionSuccess();
 }
 
-inline KeyStruct CameraKey(int time, float x, float y, float width) {
-    KeyStruct key;
-    KeyIdentity(key);
-    key.time = time;
-    key.horizontalPos = x;
-    key.verticalPos = y;
-    key.width = width;
-    return key;
-}
-
 class EditorTest : public ::testing::Test {
 protected:
     // Extra settings lines ("Key=value\r\n") for a test.
     virtual const char* Settings() { return ""; }
 
     void SetUp() override {
-        std::snprintf(gEnv.programName, sizeof gEnv.programName, "Glimmerstroll");
-        std::snprintf(gIniString, sizeof gIniString, "[Glimmerstroll]\r\n%s", Settings());
+        ClearTestSettings(Settings());
         backend = std::make_unique<TestBackend>();
         InstallWindowBackend(backend.get());
         doc = std::make_unique<CDoc>();
