@@ -19,17 +19,6 @@ using Bytes = std::vector<char>;
 
 const std::string kBin = GS_BINARY_DIR;
 
-Bytes ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-int32_t KeyCount(const Bytes& block) {
-    int32_t count = -1;
-    if (block.size() >= 274) std::memcpy(&count, block.data() + 8 + 262, 4);
-    return count;
-}
-
 class ScriptedEditor : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -48,19 +37,12 @@ protected:
         std::string line = "XDG_CONFIG_HOME='" + folder.path + "' GLIMMERSTROLL_PLATFORM=headless ";
         if (script) line += std::string("GLIMMERSTROLL_EDITOR_SCRIPT='") + script + "' ";
         line += command + " 2>&1";
-        output.clear();
-        FILE* pipe = popen(line.c_str(), "r");
-        if (!pipe) return -1;
-        char buffer[512];
-        size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, n);
-        const int status = pclose(pipe);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        int status = -1;
+        output = Capture(line, &status);
+        return status;
     }
     int Host(const std::string& commands, const char* script) {
-        return Run("'" + kBin + "/tools/gs_testhost' '" + kBin + "/effect/Glimmerstroll.so' --out '" +
-                       folder.path + "' " + commands + " setdown",
-                   script);
+        return Run(TestHostCommand(folder.path) + commands + " setdown", script);
     }
     int Edit(const std::string& show, const char* script) {
         return Run("'" + kBin + "/bin/glimmerstroll-edit' " + show, script);

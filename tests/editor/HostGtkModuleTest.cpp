@@ -25,17 +25,6 @@ const std::string kBin = GS_BINARY_DIR;
 constexpr const char* kNotLoaded = "the GTK editor module could not be loaded";
 constexpr const char* kNoDisplay = "no display could be opened";
 
-Bytes ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-int32_t KeyCount(const Bytes& block) {
-    int32_t count = -1;
-    if (block.size() >= 274) std::memcpy(&count, block.data() + 8 + 262, 4);
-    return count;
-}
-
 size_t Occurrences(const std::string& text, const std::string& what) {
     size_t count = 0;
     for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) count++;
@@ -60,16 +49,11 @@ protected:
         std::string line = "env -u GLIMMERSTROLL_PLATFORM -u WAYLAND_DISPLAY -u GDK_BACKEND DISPLAY=:9999 "
                            "NO_AT_BRIDGE=1 GSETTINGS_BACKEND=memory XDG_CONFIG_HOME='" + folder.path + "' ";
         if (script) line += std::string("GLIMMERSTROLL_EDITOR_SCRIPT='") + script + "' ";
-        line += "'" + kBin + "/tools/gs_testhost' '" + module + "' --out '" + folder.path + "' setup load='" +
+        line += TestHostCommand(folder.path, module) + "setup load='" +
                 (folder / "show.gsx") + "' dialog save='" + (folder / saveAs) + "' setdown 2>&1";
-        output.clear();
-        FILE* pipe = popen(line.c_str(), "r");
-        if (!pipe) return -1;
-        char buffer[512];
-        size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, n);
-        const int status = pclose(pipe);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        int status = -1;
+        output = Capture(line, &status);
+        return status;
     }
 
     ScratchFolder folder;

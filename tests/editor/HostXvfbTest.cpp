@@ -4,21 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "show/ShowTestUtil.h"
+#include "tests/common/Xvfb.h"
 
 namespace {
 
@@ -27,74 +25,23 @@ using Bytes = std::vector<char>;
 
 const std::string kBin = GS_BINARY_DIR;
 
-std::string Shell(const std::string& command) {
-    std::string out;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return out;
-    char buffer[512];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-    pclose(pipe);
-    return out;
-}
-
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 class HostEditorUnderXvfb : public ::testing::Test {
 protected:
     void SetUp() override {
         for (const char* tool : {"Xvfb", "xdotool"})
             if (Shell(std::string("command -v ") + tool).empty()) GTEST_SKIP() << tool << " is not installed";
-        ASSERT_TRUE(StartXvfb());
+        ASSERT_TRUE(server.Start());
     }
     void TearDown() override {
-        for (pid_t* child : {&host, &server}) {
-            if (*child <= 0) continue;
-            kill(*child, SIGTERM);
-            waitpid(*child, nullptr, 0);
-        }
+        if (host <= 0) return;
+        kill(host, SIGTERM);
+        waitpid(host, nullptr, 0);
     }
 
-    bool StartXvfb() {
-        int fds[2];
-        if (pipe(fds) != 0) return false;
-        server = fork();
-        if (server == 0) {
-            close(fds[0]);
-            const std::string fd = std::to_string(fds[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
-                   static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        std::string number;
-        pollfd wait{fds[0], POLLIN, 0};
-        char c = 0;
-        while (poll(&wait, 1, 15000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number += c;
-        close(fds[0]);
-        display = ":" + number;
-        return !number.empty();
-    }
-    std::string X(const std::string& command) { return Shell("DISPLAY=" + display + " " + command); }
-    // The host's exit status, or -1 when it has not ended after `seconds`.
-    int WaitHost(int seconds) {
-        for (int i = 0; i < seconds * 10; ++i) {
-            int status = 0;
-            if (waitpid(host, &status, WNOHANG) == host) {
-                host = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return -1;
-    }
+    std::string X(const std::string& command) { return Shell("DISPLAY=" + server.display + " " + command); }
 
+    Xvfb server;
     ScratchFolder folder;
-    std::string display;
-    pid_t server = -1;
     pid_t host = -1;
 };
 
@@ -114,7 +61,7 @@ TEST_F(HostEditorUnderXvfb, OptionsCommandOpensTheGtkEditorAndAppliesOnCommandQ)
         const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, 1);
         dup2(out, 2);
-        setenv("DISPLAY", display.c_str(), 1);
+        setenv("DISPLAY", server.display.c_str(), 1);
         setenv("XDG_CONFIG_HOME", folder.path.c_str(), 1);
         unsetenv("GLIMMERSTROLL_PLATFORM");
         unsetenv("GLIMMERSTROLL_EDITOR_SCRIPT");
@@ -128,10 +75,10 @@ TEST_F(HostEditorUnderXvfb, OptionsCommandOpensTheGtkEditorAndAppliesOnCommandQ)
     }
     // The editor's viewer window shows once the frame is up.
     const std::string window = X("timeout 20 xdotool search --sync --onlyvisible --name '^Viewer$' | head -1");
-    ASSERT_FALSE(window.empty()) << "the editor did not open\n" << ReadText(log);
+    ASSERT_FALSE(window.empty()) << "the editor did not open\n" << ReadFile(log);
     // The backend came from the GTK module, loaded into the host beside the
     // effect module.
-    const std::string maps = ReadText("/proc/" + std::to_string(host) + "/maps");
+    const std::string maps = ReadFile("/proc/" + std::to_string(host) + "/maps");
     EXPECT_NE(std::string::npos, maps.find("/effect/Glimmerstroll-gtk.so"));
     std::this_thread::sleep_for(std::chrono::seconds(1));
 
@@ -140,12 +87,12 @@ TEST_F(HostEditorUnderXvfb, OptionsCommandOpensTheGtkEditorAndAppliesOnCommandQ)
     X("xdotool mousemove 300 300");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     X("xdotool key ctrl+q");
-    ASSERT_EQ(0, WaitHost(15)) << ReadText(log);
-    const std::string applied = ReadText(folder / "applied.bin");
+    ASSERT_EQ(0, WaitChild(host, 15)) << ReadFile(log);
+    const std::string applied = ReadFile(folder / "applied.bin");
     ASSERT_EQ(4096u, applied.size());
     EXPECT_NE(std::string(show.data() + 2, 2), applied.substr(2, 2));  // a new serial
     EXPECT_EQ(std::string(show.data() + 4, show.size() - 4), applied.substr(4, show.size() - 4));  // the same show
-    EXPECT_EQ(std::string::npos, ReadText(log).find("could not")) << ReadText(log);
+    EXPECT_EQ(std::string::npos, ReadFile(log).find("could not")) << ReadFile(log);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 // command-Q ends the editor with the show saved.
 #include <gtest/gtest.h>
 
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,31 +14,16 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
+
+#include "tests/common/TestKit.h"
+#include "tests/common/Xvfb.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 const std::string kBin = std::string(GS_BINARY_DIR) + "/bin/";
-
-std::string Shell(const std::string& command, int* status = nullptr) {
-    std::string out;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return out;
-    char buffer[512];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-    const int code = pclose(pipe);
-    if (status) *status = WIFEXITED(code) ? WEXITSTATUS(code) : -1;
-    return out;
-}
-
-std::string ReadFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 // The mean grey level (0..1) of a region of a screenshot.
 double Mean(const fs::path& png, const char* crop) {
@@ -53,56 +37,18 @@ protected:
             if (Shell(std::string("command -v ") + tool).empty()) GTEST_SKIP() << tool << " is not installed";
         folder = fs::path(GS_BINARY_DIR) / "testhome" / "editor_xvfb_tests";
         fs::create_directories(folder);
-        ASSERT_TRUE(StartXvfb());
+        ASSERT_TRUE(server.Start());
     }
     void TearDown() override {
-        if (editor > 0) {
-            kill(editor, SIGTERM);
-            waitpid(editor, nullptr, 0);
-        }
-        if (server > 0) {
-            kill(server, SIGTERM);
-            waitpid(server, nullptr, 0);
-        }
+        if (editor <= 0) return;
+        kill(editor, SIGTERM);
+        waitpid(editor, nullptr, 0);
     }
 
-    bool StartXvfb() {
-        int fds[2];
-        if (pipe(fds) != 0) return false;
-        server = fork();
-        if (server == 0) {
-            close(fds[0]);
-            const std::string fd = std::to_string(fds[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
-                   static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        std::string number;
-        pollfd wait{fds[0], POLLIN, 0};
-        char c = 0;
-        while (poll(&wait, 1, 15000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number += c;
-        close(fds[0]);
-        display = ":" + number;
-        return !number.empty();
-    }
-    std::string X(const std::string& command) { return Shell("DISPLAY=" + display + " " + command); }
-    // Waits for the editor to end; its exit status, or -1 after `seconds`.
-    int WaitEditor(int seconds) {
-        for (int i = 0; i < seconds * 10; ++i) {
-            int status = 0;
-            if (waitpid(editor, &status, WNOHANG) == editor) {
-                editor = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return -1;
-    }
+    std::string X(const std::string& command) { return Shell("DISPLAY=" + server.display + " " + command); }
 
+    Xvfb server;
     fs::path folder;
-    std::string display;
-    pid_t server = -1;
     pid_t editor = -1;
 };
 
@@ -117,7 +63,7 @@ TEST_F(EditorUnderXvfb, OpensDrawsShowsItsMenusAndSavesOnCommandQ) {
 
     editor = fork();
     if (editor == 0) {
-        setenv("DISPLAY", display.c_str(), 1);
+        setenv("DISPLAY", server.display.c_str(), 1);
         setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
         unsetenv("GLIMMERSTROLL_PLATFORM");
         setenv("NO_AT_BRIDGE", "1", 1);            // no accessibility bus on this display
@@ -152,7 +98,7 @@ TEST_F(EditorUnderXvfb, OpensDrawsShowsItsMenusAndSavesOnCommandQ) {
     X("xdotool mousemove 600 400");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     X("xdotool key ctrl+q");
-    EXPECT_EQ(0, WaitEditor(15));
+    EXPECT_EQ(0, WaitChild(editor, 15));
     const std::string after = ReadFile(show);
     ASSERT_EQ(before.size(), after.size());
     EXPECT_NE(before.substr(2, 2), after.substr(2, 2));  // a new serial

@@ -18,8 +18,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-const std::string kHost = std::string(GS_BINARY_DIR) + "/tools/gs_testhost";
-const std::string kModule = std::string(GS_BINARY_DIR) + "/effect/Glimmerstroll.so";
 // The host runs under the sanitizers when the tests do.
 const std::string kSuppressions = std::string(GS_SOURCE_DIR) + "/tests/effect/lsan.supp";
 
@@ -28,11 +26,6 @@ struct HostRun {
     std::string out;
     bool Has(const std::string& line) const { return out.find(line + "\n") != std::string::npos; }
 };
-
-Bytes ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // One test's world: a settings folder, a picture and a show file on disk.
 class EffectHost : public ::testing::Test {
@@ -56,16 +49,10 @@ protected:
 
     HostRun Host(const std::string& args) {
         const std::string command = "LSAN_OPTIONS=suppressions='" + kSuppressions + "' XDG_CONFIG_HOME='" +
-                                    folder.path + "' GLIMMERSTROLL_PLATFORM=headless '" +
-                                    kHost + "' '" + kModule + "' --out '" + folder.path + "' " + args + " setdown";
+                                    folder.path + "' GLIMMERSTROLL_PLATFORM=headless " +
+                                    TestHostCommand(folder.path) + args + " setdown";
         HostRun run;
-        FILE* pipe = popen(command.c_str(), "r");
-        if (!pipe) return run;
-        char buffer[512];
-        size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
-        const int status = pclose(pipe);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        run.out = Capture(command, &run.status);
         return run;
     }
 
@@ -76,7 +63,7 @@ protected:
         return static_cast<int16_t>(serial + 1);
     }
 
-    Bytes Frame(long t) { return ReadBytes(folder / ("t" + std::to_string(t) + ".argb")); }
+    Bytes Frame(long t) { return ReadBytes<uint8_t>(folder / ("t" + std::to_string(t) + ".argb")); }
 
     // Renders host times with the given options in a fresh host session and
     // returns the frames, in order.
@@ -246,7 +233,7 @@ TEST_F(EffectHost, OptionsCommandKeepsTheShowInItsHandle) {
         HostRun run = Host(std::string(handles) + " setup dialog save=" + folder / "new.bin");
         ASSERT_EQ(0, run.status) << run.out;
         EXPECT_TRUE(run.Has("dialog: err=0 sequence=4096")) << run.out;
-        EXPECT_EQ(Bytes(4096, 0), ReadBytes(folder / "new.bin"));
+        EXPECT_EQ(Bytes(4096, 0), ReadBytes<uint8_t>(folder / "new.bin"));
 
         run = Host(std::string(handles) + " setup load=" + folder / "show.gsx" + " dialog save=" +
                    folder / "kept.bin" + " render=2");
@@ -254,7 +241,7 @@ TEST_F(EffectHost, OptionsCommandKeepsTheShowInItsHandle) {
         EXPECT_TRUE(run.Has("show_loads: 2")) << run.out;
         Bytes expected(show.begin(), show.end());
         expected.resize(4096, 0);
-        EXPECT_EQ(expected, ReadBytes(folder / "kept.bin"));
+        EXPECT_EQ(expected, ReadBytes<uint8_t>(folder / "kept.bin"));
     }
 }
 

@@ -3,10 +3,6 @@
 // messages, the scroll bar steps by the layer's rule, a screenshot is taken,
 // and the loop ends with the code the window posts.
 #include <gtk/gtk.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,43 +11,9 @@
 #include <vector>
 
 #include "WindowTestUtil.h"
+#include "tests/common/Xvfb.h"
 
 namespace {
-
-// An Xvfb server on a display number of its own choosing.
-class Xvfb {
-public:
-    bool Start() {
-        int fds[2];
-        if (pipe(fds) != 0) return false;
-        pid = fork();
-        if (pid == 0) {
-            close(fds[0]);
-            const std::string fd = std::to_string(fds[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
-                   static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        std::string number;
-        pollfd wait{fds[0], POLLIN, 0};
-        char c = 0;
-        while (poll(&wait, 1, 15000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number += c;
-        close(fds[0]);
-        if (number.empty()) return false;
-        setenv("DISPLAY", (":" + number).c_str(), 1);
-        return true;
-    }
-    ~Xvfb() {
-        if (pid > 0) {
-            kill(pid, SIGTERM);
-            waitpid(pid, nullptr, 0);
-        }
-    }
-
-private:
-    pid_t pid = -1;
-};
 
 GtkWidget* FindWidget(GtkWidget* widget, GType type) {
     if (G_TYPE_CHECK_INSTANCE_TYPE(widget, type)) return widget;
@@ -184,7 +146,8 @@ public:
 
 TEST(GtkBackend, MenuKeysScrollBarAndScreenshotUnderXvfb) {
     Xvfb server;
-    ASSERT_TRUE(server.Start()) << "Xvfb could not be started (Debian package xvfb)";
+    ASSERT_TRUE(server.Start("1024x768x24")) << "Xvfb could not be started (Debian package xvfb)";
+    setenv("DISPLAY", server.display.c_str(), 1);
     setenv("GLIMMERSTROLL_PLATFORM", "gtk", 1);
     setenv("NO_AT_BRIDGE", "1", 1);         // no accessibility bus on this display
     setenv("GSETTINGS_BACKEND", "memory", 1);  // nor a session bus for dconf
