@@ -19,6 +19,16 @@ unsigned long ClockTicks() {
     return static_cast<unsigned long>(duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count() *
                                       60 / 1000000);
 }
+// A scripted event for `window`; x and y as its kind reads them.
+PlatformEvent Event(PlatformEvent::Kind kind, CPWnd* window, int x = 0, int y = 0, int modifiers = 0) {
+    PlatformEvent e;
+    e.kind = kind;
+    e.window = window;
+    e.x = x;
+    e.y = y;
+    e.modifiers = modifiers;
+    return e;
+}
 }  // namespace
 
 struct HeadlessBackend::Field {
@@ -36,35 +46,19 @@ HeadlessBackend::~HeadlessBackend() {
 }
 
 void HeadlessBackend::MouseDown(CPWnd* window, int x, int y, int modifiers, int button) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kMouseDown;
-    e.window = window;
-    e.x = x;
-    e.y = y;
-    e.modifiers = modifiers;
+    PlatformEvent e = Event(PlatformEvent::kMouseDown, window, x, y, modifiers);
     e.button = button;
     PushEvent(e);
 }
 
 void HeadlessBackend::MouseUp(CPWnd* window, int x, int y, int modifiers, int button) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kMouseUp;
-    e.window = window;
-    e.x = x;
-    e.y = y;
-    e.modifiers = modifiers;
+    PlatformEvent e = Event(PlatformEvent::kMouseUp, window, x, y, modifiers);
     e.button = button;
     PushEvent(e);
 }
 
 void HeadlessBackend::MouseMove(CPWnd* window, int x, int y, int modifiers) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kMouseMoved;
-    e.window = window;
-    e.x = x;
-    e.y = y;
-    e.modifiers = modifiers;
-    queue.push_back(e);  // scripted moves are kept one by one
+    queue.push_back(Event(PlatformEvent::kMouseMoved, window, x, y, modifiers));  // scripted moves are kept one by one
 }
 
 void HeadlessBackend::Click(CPWnd* window, int x, int y, int modifiers) {
@@ -73,20 +67,14 @@ void HeadlessBackend::Click(CPWnd* window, int x, int y, int modifiers) {
 }
 
 void HeadlessBackend::KeyDown(CPWnd* window, int key, int modifiers) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kKeyDown;
-    e.window = window;
+    PlatformEvent e = Event(PlatformEvent::kKeyDown, window, 0, 0, modifiers);
     e.key = key;
-    e.modifiers = modifiers;
     PushEvent(e);
 }
 
 void HeadlessBackend::KeyUp(CPWnd* window, int key, int modifiers) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kKeyUp;
-    e.window = window;
+    PlatformEvent e = Event(PlatformEvent::kKeyUp, window, 0, 0, modifiers);
     e.key = key;
-    e.modifiers = modifiers;
     PushEvent(e);
 }
 
@@ -100,50 +88,32 @@ void HeadlessBackend::Type(CPWnd* window, const char* text) {
 }
 
 void HeadlessBackend::MenuChoice(int menuId, int item) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kMenu;
+    PlatformEvent e = Event(PlatformEvent::kMenu, nullptr);
     e.menu = menuId;
     e.item = item;
     PushEvent(e);
 }
 
 void HeadlessBackend::CloseBox(CPWnd* window) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kCloseBox;
-    e.window = window;
-    PushEvent(e);
+    PushEvent(Event(PlatformEvent::kCloseBox, window));
 }
 
 void HeadlessBackend::Quit() {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kQuit;
-    PushEvent(e);
+    PushEvent(Event(PlatformEvent::kQuit, nullptr));
 }
 
 void HeadlessBackend::Resize(CPWnd* window, int width, int height) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kResize;
-    e.window = window;
-    e.x = width;
-    e.y = height;
-    PushEvent(e);
+    PushEvent(Event(PlatformEvent::kResize, window, width, height));
 }
 
 void HeadlessBackend::Move(CPWnd* window, int left, int top) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kMove;
-    e.window = window;
-    e.x = left;
-    e.y = top;
-    PushEvent(e);
+    PushEvent(Event(PlatformEvent::kMove, window, left, top));
 }
 
 void HeadlessBackend::Update(CPWnd* window) { Invalidate(window); }
 
 void HeadlessBackend::ScrollBar(CPWnd* window, int vertical, int part, int value) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kScrollBar;
-    e.window = window;
+    PlatformEvent e = Event(PlatformEvent::kScrollBar, window);
     e.bar = vertical;
     e.part = part;
     e.value = value;
@@ -151,12 +121,7 @@ void HeadlessBackend::ScrollBar(CPWnd* window, int vertical, int part, int value
 }
 
 void HeadlessBackend::Wheel(CPWnd* window, int right, int down) {
-    PlatformEvent e;
-    e.kind = PlatformEvent::kWheel;
-    e.window = window;
-    e.x = right;
-    e.y = down;
-    PushEvent(e);
+    PushEvent(Event(PlatformEvent::kWheel, window, right, down));
 }
 
 void HeadlessBackend::SetScreenSize(long width, long height) {
