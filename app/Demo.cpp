@@ -1,4 +1,5 @@
 #include "app/Demo.h"
+#include "app/FrameSink.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -192,19 +193,6 @@ bool WriteThroughTemporary(const std::string& path, std::string& error,
     return true;
 }
 
-bool WriteBytes(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 }  // namespace
 
 bool WriteShowFile(CDoc& doc, const std::string& path, std::string& error) {
@@ -222,7 +210,7 @@ bool WriteShowFile(CDoc& doc, const std::string& path, std::string& error) {
         path, error,
         [](int fd, void* context) {
             auto* bytes = static_cast<std::vector<char>*>(context);
-            return WriteBytes(fd, bytes->data(), bytes->size());
+            return WriteAll(fd, bytes->data(), bytes->size());
         },
         &block);
 }

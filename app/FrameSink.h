@@ -45,6 +45,10 @@ struct SinkFormat {
 
 std::unique_ptr<FrameSink> MakeFrameSink(const OutputTarget& target, const SinkFormat& format);
 
+// Writes all `size` bytes to `fd`, going on after interrupted writes; false
+// on an error.
+bool WriteAll(int fd, const void* data, size_t size);
+
 // Full path of an executable named `name` on $PATH, or empty.
 std::string FindProgram(const std::string& name);
 
