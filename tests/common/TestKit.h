@@ -91,6 +91,7 @@ inline int WaitChild(pid_t& pid, int seconds) {
 // `module` and writing its files into `out`; the host's commands follow.
 inline std::string TestHostCommand(const std::string& out,
                                    const std::string& module = std::string(GS_BINARY_DIR) + "/effect/Glimmerstroll.so") {
-    return "'" + std::string(GS_BINARY_DIR) + "/tools/gs_testhost' '" + module + "' --out '" + out + "' ";
+    std::string line = "'" GS_BINARY_DIR "/tools/gs_testhost' '";
+    return line.append(module).append("' --out '").append(out).append("' ");
 }
 #endif

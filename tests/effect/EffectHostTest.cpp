@@ -63,7 +63,10 @@ protected:
         return static_cast<int16_t>(serial + 1);
     }
 
-    Bytes Frame(long t) { return ReadBytes<uint8_t>(folder / ("t" + std::to_string(t) + ".argb")); }
+    Bytes Frame(long t) {
+        std::string name = "t";
+        return ReadBytes<uint8_t>(folder / name.append(std::to_string(t)).append(".argb"));
+    }
 
     // Renders host times with the given options in a fresh host session and
     // returns the frames, in order.
