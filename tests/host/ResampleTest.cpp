@@ -257,16 +257,6 @@ TEST(AreaFilter, OutsideThePictureIsGreyWithTheDepthsAlpha) {
     }
 }
 
-TEST(AreaFilter, IdentityScaleAveragesEachPixelWithItsRightNeighbour) {
-    CDIB src(8, 4, 24), dst(6, 2, 32);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x) std::memset(Pixel(src, x, y), 32 * x, 3);
-    ASSERT_TRUE(dst.FilterCrop(&src, 1, 1, 6, 2, 0, 0, 0, 0, 100, 0));
-    // Pixel x spans x .. x + 1 and, widened by one, x + 1 .. x + 2: the mean of
-    // 32 x and 32 (x + 1), i.e. 32 x + 16. The reciprocals are powers of two here.
-    for (int x = 0; x < 6; ++x) EXPECT_EQ(Pixel(dst, x, 0)[0], 32 * (x + 1) + 16) << x;
-}
-
 TEST(AreaFilter, MagnifyingBlendsNeighboursAcrossAndRepeatsRows) {
     CDIB src(6, 6, 32), dst(16, 8, 32);
     for (int y = 0; y < 6; ++y)
