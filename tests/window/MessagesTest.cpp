@@ -258,18 +258,4 @@ TEST(WindowPlatform, TheSettingWinsThenTheDisplayDecides) {
     EXPECT_EQ(ChooseWindowPlatform("cocoa", true), WindowPlatform::Gtk);
 }
 
-TEST_F(Messages, CursorsAndTiming) {
-    const std::vector<std::pair<int, int>> table{{3, kCursorText}, {13, kCursorMove}, {8, kCursorResize},
-                                                 {12, kCursorRoll}, {14, kCursorTilt}, {15, kCursorArrow},
-                                                 {1, kCursorArrow}};
-    for (auto [shape, cursor] : table) {
-        ChangeCursor(shape);
-        EXPECT_EQ(backend->cursor, cursor) << "shape " << shape;
-    }
-    EXPECT_EQ(GetMilliTimeFreq(), 60u);
-    const unsigned long start = GetMilliTime();
-    Delay(2000, false);
-    EXPECT_GE(GetMilliTime() - start, 120u);
-}
-
 }  // namespace
