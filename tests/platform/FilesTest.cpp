@@ -67,13 +67,6 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
     EXPECT_EQ(missing.Open(&fileSpec, kFileRead), 0);
 
     CPFile file;
-    EXPECT_EQ(file.GetFileType(), FourCC("GSXF"));
-    EXPECT_EQ(file.GetCreatorType(), FourCC("KVLB"));
-    file.SetFileType(1);
-    file.SetCreatorType(1);
-    EXPECT_EQ(file.GetFileType(), FourCC("TPIC"));
-    EXPECT_EQ(file.GetCreatorType(), FourCC("ogle"));
-
     ASSERT_EQ(file.Open(&fileSpec, kFileWrite), 1);
     int32_t parent = file.GetFSpec()->parent;  // packed field: read by value
     EXPECT_EQ(file.GetFSpec()->volume, kPathFormId);
