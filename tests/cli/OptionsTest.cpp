@@ -1,6 +1,8 @@
 // The command line's values: sizes, rates, ranges, aspects, fields and outputs.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "app/Options.h"
 #include "app/Session.h"
 #include "doc/CDoc.h"
@@ -25,14 +27,10 @@ TEST(Options, SizeAcceptsOneTo8192AndRefusesTheRest) {
 TEST(Options, FrameRatesBecomeHundredthsAndExactRatios) {
     int32_t r = 0;
     std::string error;
-    EXPECT_TRUE(ParseFrameRate("25", r, error));
-    EXPECT_EQ(r, 2500);
-    EXPECT_TRUE(ParseFrameRate("29.97", r, error));
-    EXPECT_EQ(r, 2997);
-    EXPECT_TRUE(ParseFrameRate("30000/1001", r, error));
-    EXPECT_EQ(r, 2997);
-    EXPECT_TRUE(ParseFrameRate("23.976", r, error));
-    EXPECT_EQ(r, 2398);
+    for (auto [text, want] : {std::pair{"25", 2500}, {"29.97", 2997}, {"30000/1001", 2997}, {"23.976", 2398}}) {
+        EXPECT_TRUE(ParseFrameRate(text, r, error)) << text;
+        EXPECT_EQ(r, want) << text;
+    }
     for (const char* bad : {"0", "0.5", "241", "-25", "25fps", "1/0", "", "2.5.1", "1e2"})
         EXPECT_FALSE(ParseFrameRate(bad, r, error)) << bad;
 
@@ -68,12 +66,10 @@ TEST(Options, AspectsAndFields) {
     EXPECT_TRUE(ParseAspect("LetterBox", a, error));
     EXPECT_EQ(a, AspectChoice::LetterBox);
     EXPECT_FALSE(ParseAspect("2.35:1", a, error));
-    EXPECT_TRUE(ParseFields("upper", field, error));
-    EXPECT_EQ(field, 1);
-    EXPECT_TRUE(ParseFields("lower", field, error));
-    EXPECT_EQ(field, 2);
-    EXPECT_TRUE(ParseFields("both", field, error));
-    EXPECT_EQ(field, 3);
+    for (auto [text, want] : {std::pair{"upper", 1}, {"lower", 2}, {"both", 3}}) {
+        EXPECT_TRUE(ParseFields(text, field, error)) << text;
+        EXPECT_EQ(field, want) << text;
+    }
     EXPECT_FALSE(ParseFields("odd", field, error));
 }
 
