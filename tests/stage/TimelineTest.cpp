@@ -218,7 +218,6 @@ TEST(KeyDialogEase, ChoicesAndCodesAgreeWithTheInterpolator) {
                 EXPECT_EQ(static_cast<int>((code - 900.0f) / 1000.0f), radio - 1);
                 EXPECT_EQ((whole & 1) != 0, straight);
                 EXPECT_LE(amount, 100);
-                EXPECT_LE(amount / 100.0f, 1.0f);
                 const EaseChoice back = EaseChoiceFromCode(code);
                 EXPECT_EQ(back.radio, radio);
                 EXPECT_EQ(back.noCurves, straight);
