@@ -14,6 +14,8 @@ packages=(
   libgtk-3-dev libcairo2-dev libpango1.0-dev
   # the command-line tool and the frei0r plug-ins
   libcli11-dev frei0r-plugins-dev
+  # the JSON form of shows (info --json, export, import)
+  nlohmann-json3-dev
   # real files and real hosts for the tests
   imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
   fonts-dejavu-core

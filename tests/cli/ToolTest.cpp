@@ -156,7 +156,7 @@ TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
     const std::string check =
         "import json,sys\n"
         "d=json.load(open(sys.argv[1]))\n"
-        "assert d['infoVersion']==1 and d['byteOrder']=='little-endian' and d['versionStamp']==110\n"
+        "assert d['infoVersion']==2 and d['byteOrder']=='little-endian' and d['versionStamp']==110\n"
         "assert d['length']=={'frames':25,'timecode':'00:00:01:00'}\n"
         "p=d['pictures'][0]\n"
         "assert p['found'] is True and p['path'].endswith('show-picture.tga')\n"
