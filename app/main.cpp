@@ -1,5 +1,6 @@
-// glimmerstroll: renders shows from the command line, describes show files, and
-// renders the built-in example.
+// glimmerstroll: renders shows from the command line, describes show files,
+// turns them into JSON and back, makes shows from options, and renders the
+// built-in example.
 //
 // Exit codes: 0 success, 1 the work failed (a missing show, an unwritable
 // output, ...), 2 the command line is wrong, 130 interrupted. Every failure is
@@ -19,6 +20,7 @@
 #include "app/Demo.h"
 #include "app/Options.h"
 #include "app/RenderJob.h"
+#include "app/ShowCommands.h"
 #include "app/ShowBlock.h"
 #include "app/ShowInfo.h"
 #include "doc/CDoc.h"
@@ -246,6 +248,23 @@ int main(int argc, char** argv) {
     info->add_flag("--json", infoJson, "the stable JSON form (see the README)");
     info->add_option("--fps", infoFps, "frame rate for the timecodes (default 25)");
 
+    std::string exportShow, exportOutput, exportFps = "25";
+    bool exportOverwrite = false;
+    CLI::App* exportCommand = app.add_subcommand("export", "write a show as JSON (the info --json form, complete)");
+    exportCommand->add_option("show", exportShow, "the show file (.gsx)")->required();
+    exportCommand->add_option("-o,--output", exportOutput, "FILE.json (default: standard output)");
+    exportCommand->add_option("--fps", exportFps, "frame rate for frame numbers and timecodes (default 25)");
+    exportCommand->add_flag("-y,--overwrite", exportOverwrite, "replace a file that is already there");
+
+    std::string importJson, importOutput, importOrder;
+    bool importOverwrite = false;
+    CLI::App* importCommand = app.add_subcommand("import", "write a show file from its JSON form");
+    importCommand->add_option("json", importJson, "the JSON file (- for standard input)")->required();
+    importCommand->add_option("-o,--output", importOutput, "the show file to write (.gsx)")->required();
+    importCommand->add_option("--byte-order", importOrder,
+                              "little or big (default: the JSON's byteOrder, else this machine's)");
+    importCommand->add_flag("-y,--overwrite", importOverwrite, "replace a show that is already there");
+
     RenderText demoText;
     CLI::App* demo = app.add_subcommand("demo", "render the built-in example show (default out/demo.mp4)");
     demo->add_option("-o,--output", demoText.output, "where the video goes (default out/demo.mp4)");
@@ -266,6 +285,15 @@ int main(int argc, char** argv) {
 
     if (render->parsed()) return RunRenderCommand(renderText, renderShow);
     if (info->parsed()) return RunInfoCommand(infoShow, infoJson, infoFps);
+    std::string error;
+    if (exportCommand->parsed()) {
+        const int code = gs::RunExport(exportShow, exportOutput, exportFps, exportOverwrite, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
+    if (importCommand->parsed()) {
+        const int code = gs::RunImport(importJson, importOutput, importOrder, importOverwrite, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
     if (demo->parsed()) return RunDemoCommand(demoText);
     if (edit->parsed()) return RunEditCommand(editShow);
     return Fail("no command given (see glimmerstroll --help)", kExitUsage);
