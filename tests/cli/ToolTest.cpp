@@ -169,12 +169,33 @@ TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
     EXPECT_EQ(checked.exitCode, 0) << checked.err << json.out;
 }
 
+// A show goes to JSON and back through the program, in both byte orders, and
+// comes back as it was but for its serial.
+TEST_F(Tool, ExportedShowsImportToTheSameBlock) {
+    const std::string show = dir / "show.gsx";
+    ASSERT_EQ(Gs({"export", show, "-o", dir / "show.json"}).exitCode, 0);
+    const RunResult big = Gs({"import", dir / "show.json", "-o", dir / "big.gsx", "--byte-order", "big"});
+    ASSERT_EQ(big.exitCode, 0) << big.err;
+    const RunResult json = Gs({"export", dir / "big.gsx"});
+    ASSERT_EQ(json.exitCode, 0) << json.err;
+    EXPECT_NE(json.out.find("\"byteOrder\": \"big-endian\""), std::string::npos);
+    { std::ofstream(dir / "big.json") << json.out; }
+    ASSERT_EQ(Gs({"import", dir / "big.json", "-o", dir / "back.gsx", "--byte-order", "little"}).exitCode, 0);
+    std::string before = ReadFile(show), after = ReadFile(dir / "back.gsx");
+    ASSERT_EQ(before.size(), after.size());
+    before.replace(2, 2, "..");  // the serial
+    after.replace(2, 2, "..");
+    EXPECT_TRUE(before == after);
+}
+
 // Each mistake gives one line on standard error, a non-zero exit and no output
 // file, whole or partial.
 TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
     { std::ofstream(dir / "notashow.txt") << "these are some words, not a show"; }
     { std::ofstream(dir / "plain") << "a file, not a folder"; }
     { std::ofstream(dir / "taken.mp4") << "the user's earlier video"; }
+    { std::ofstream(dir / "bad.json") << "{\n  \"pictures\": [\n"; }
+    { std::ofstream(dir / "keyless.json") << R"({"pictures": [{"reference": "a.jpg", "keys": []}]})"; }
     WriteTestShow(dir / "lost.gsx", dir / "lost-picture.tga", 64, 36, {{0, 32, 18, 64, 0}, {10, 30, 18, 40, 0}}, 20);
     std::filesystem::remove(dir / "lost-picture.tga");
     const std::vector<std::string> before = dir.List();
@@ -206,6 +227,10 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"no command", {}, {}, 2, "subcommand"},
         {"info of a missing show", {"info", dir / "nope.gsx"}, {}, 1, "cannot open show"},
         {"info of a folder", {"info", dir.path}, {}, 1, "it is a folder"},
+        {"malformed JSON", {"import", dir / "bad.json", "-o", dir / "new.gsx"}, {}, 2, "bad.json: malformed JSON: parse error at line 3, column 1"},
+        {"a picture without keys", {"import", dir / "keyless.json", "-o", dir / "new.gsx"}, {}, 2, "pictures[0].keys: a picture needs"},
+        {"import over a show", {"import", dir / "keyless.json", "-o", show, "--byte-order", "middle"}, {}, 2, "--byte-order middle"},
+        {"export over a file", {"export", show, "-o", dir / "taken.mp4"}, {}, 1, "already exists; add -y"},
     };
     for (const Case& c : cases) {
         const RunResult r = Gs(c.args, c.env);
