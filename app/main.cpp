@@ -265,6 +265,25 @@ int main(int argc, char** argv) {
                               "little or big (default: the JSON's byteOrder, else this machine's)");
     importCommand->add_flag("-y,--overwrite", importOverwrite, "replace a show that is already there");
 
+    gs::NewShowText newText;
+    CLI::App* newCommand = app.add_subcommand("new", "make a show for one picture from a few options");
+    newCommand->add_option("photo", newText.photo, "the picture")->required();
+    newCommand->add_option("-o,--output", newText.output, "the show file to write (.gsx)")->required();
+    newCommand->add_option("--move", newText.move, "zoom-in, zoom-out, pan-left, pan-right, pan-up or pan-down");
+    newCommand->add_option("--from", newText.from,
+                           "where the camera starts: x,y,width (its centre and width in picture pixels), "
+                           "full, center, or W@X,Y (a share of the full width at shares of the picture)");
+    newCommand->add_option("--to", newText.to, "where the camera ends, as --from");
+    newCommand->add_option("--key", newText.keys, "a key between: TIME:x,y,width[,roll], TIME as 2s or frames")
+        ->allow_extra_args(false);
+    newCommand->add_option("--duration", newText.duration, "the show's length: 6s or frames (default 5s)");
+    newCommand->add_option("--fps", newText.fps, "frame rate for seconds (default 25)");
+    newCommand->add_option("--ease", newText.ease, "slow-in-out (both), slow-in, slow-out, none (default: the show's)");
+    newCommand->add_option("--roll", newText.roll, "degrees the camera rolls on its way to the end");
+    newCommand->add_option("--aspect", newText.aspect, "the camera's shape W:H, as it will be rendered (default 16:9)");
+    newCommand->add_flag("--allow-outside", newText.allowOutside, "let the camera leave the picture");
+    newCommand->add_flag("-y,--overwrite", newText.overwrite, "replace a show that is already there");
+
     RenderText demoText;
     CLI::App* demo = app.add_subcommand("demo", "render the built-in example show (default out/demo.mp4)");
     demo->add_option("-o,--output", demoText.output, "where the video goes (default out/demo.mp4)");
@@ -292,6 +311,10 @@ int main(int argc, char** argv) {
     }
     if (importCommand->parsed()) {
         const int code = gs::RunImport(importJson, importOutput, importOrder, importOverwrite, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
+    if (newCommand->parsed()) {
+        const int code = gs::RunNew(newText, error);
         return code == 0 ? 0 : Fail(error, code);
     }
     if (demo->parsed()) return RunDemoCommand(demoText);
