@@ -526,6 +526,7 @@ public:
                 return Fail("extraReference", "expected a name of 1 to 255 bytes");
             show.extra = NameSpec(name);
         }
+        if (show.Size() > kShowMaxBytes) return Fail("pictures", "too many pictures for one show");
         return Trailer(root, show.trailer);
     }
 };
