@@ -1,8 +1,6 @@
 #include "app/ShowBlock.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <sys/stat.h>

@@ -42,9 +42,9 @@ struct NewShowText {
     bool overwrite = false;
 };
 
-// Fills `doc` with the show the options ask for over a picture of
-// `width` x `height` pixels at `photoPath`. 0, or 2 with the option at fault
-// named in `error`.
+// Fills `doc` with the keys and length the options ask for over a picture of
+// `width` x `height` pixels (the picture reference is the caller's). 0, or 2
+// with the option at fault named in `error`.
 int BuildNewShow(const NewShowText& text, int width, int height, CDoc& doc, std::string& error);
 
 // `new`: reads the picture's size, builds the show and writes it.
