@@ -88,7 +88,10 @@ long ShowBlock::DefaultLength() const {
     long last = 0;
     for (const ShowPicture& p : pictures)
         for (const KeyStruct& k : p.keys) last = std::max(last, static_cast<long>(k.time));
-    return last + 1;
+    // Key times count from the picture's start: the show runs on to the frame
+    // of its last key.
+    const long start = pictures.empty() || pictures[0].keys.empty() ? 0 : Frames(pictures[0].keys[0].picStart);
+    return std::max(1L, start + last + 1);
 }
 
 bool ParseShowBlock(std::vector<char> bytes, const std::string& origin, ShowBlock& show,

@@ -51,8 +51,8 @@ struct ShowBlock {
 
     // Key 0's copy of the show length in frames, or 0 when the show has none.
     long SavedLength() const;
-    // The frames a render covers by default: the saved length, or up to the
-    // last key when the show has no saved length.
+    // The frames a render covers by default: the saved length, or, when the
+    // show has none, the picture's start plus the last key's time plus one.
     long DefaultLength() const;
 };
 
