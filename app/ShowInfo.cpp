@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <sstream>
 
+#include "doc/PictureLookup.h"
 #include "motion/Timecode.h"
+#include "platform/Settings.h"
 
 namespace gs {
 
@@ -45,6 +47,13 @@ std::string EaseText(const EaseInfo& e) {
     std::snprintf(amount, sizeof amount, ", amount %.2f", e.amount);
     text += amount;
     return text;
+}
+
+// Where the render finds the picture: the same lookup, with the same folders.
+PictureLocation Locate(const ShowPicture& picture, const std::string& showPath) {
+    char altFolder[256] = {};
+    GetIniString("AltImageFolder", "", altFolder, 255);
+    return LocatePicture(picture.reference, ShowFolderOf(showPath), altFolder);
 }
 
 long ShowFrame(const ShowBlock& show, size_t picture, const KeyStruct& key) {
@@ -99,7 +108,8 @@ std::string ShowInfoText(const ShowBlock& show, const std::string& name, int32_t
     out << "pictures   " << show.pictures.size() << "\n";
     for (size_t p = 0; p < show.pictures.size(); p++) {
         const ShowPicture& picture = show.pictures[p];
-        out << "  picture " << p << "  " << picture.path << "  " << (picture.found ? "found" : "MISSING") << "\n";
+        const PictureLocation where = Locate(picture, name);
+        out << "  picture " << p << "  " << where.path << "  " << (where.found ? "found" : "MISSING") << "\n";
         out << "    key  timecode     frame        x        y    width   tilt   turn   roll  ease\n";
         for (size_t k = 0; k < picture.keys.size(); k++) {
             const KeyStruct& key = picture.keys[k];
@@ -188,8 +198,9 @@ std::string ShowInfoJson(const ShowBlock& show, const std::string& name, int32_t
         out << "    {\n";
         out << "      \"index\": " << p << ",\n";
         out << "      \"reference\": " << JsonString(picture.reference) << ",\n";
-        out << "      \"path\": " << JsonString(picture.path) << ",\n";
-        out << "      \"found\": " << (picture.found ? "true" : "false") << ",\n";
+        const PictureLocation where = Locate(picture, name);
+        out << "      \"path\": " << JsonString(where.path) << ",\n";
+        out << "      \"found\": " << (where.found ? "true" : "false") << ",\n";
         out << "      \"keys\": [";
         for (size_t k = 0; k < picture.keys.size(); k++) {
             const KeyStruct& key = picture.keys[k];

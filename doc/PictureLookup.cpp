@@ -1,0 +1,77 @@
+#include "doc/PictureLookup.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+bool IsReadableFile(const std::string& path) {
+    struct stat st;
+    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(path.c_str(), R_OK) == 0;
+}
+
+std::string LastComponent(const std::string& path) {
+    const size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string Join(const std::string& folder, const std::string& name) {
+    if (folder.empty() || folder.back() == '/') return folder + name;
+    return folder + "/" + name;
+}
+
+}  // namespace
+
+PictureLocation LocatePicture(const std::string& stored, const std::string& showFolder, const std::string& altFolder) {
+    std::vector<std::string> candidates;
+    const bool relative = !stored.empty() && stored[0] != '/';
+    if (relative && !showFolder.empty()) candidates.push_back(Join(showFolder, stored));
+    candidates.push_back(stored);
+    const std::string name = LastComponent(stored);
+    if (!name.empty()) {
+        if (!showFolder.empty()) candidates.push_back(Join(showFolder, name));
+        if (!altFolder.empty()) {
+            // The folder's text with the file name after it, as the picture
+            // reader builds it; then with a separator, for a folder typed
+            // without its closing "/".
+            candidates.push_back((altFolder + name).substr(0, 255));
+            candidates.push_back(Join(altFolder, name));
+        }
+    }
+    PictureLocation location;
+    location.path = stored;
+    for (const std::string& candidate : candidates) {
+        if (!IsReadableFile(candidate)) continue;
+        location.found = true;
+        char full[PATH_MAX];
+        location.path = realpath(candidate.c_str(), full) ? std::string(full) : candidate;
+        break;
+    }
+    return location;
+}
+
+FSpec LocatedSpec(const FSpec& stored, const char* showFolder, const char* altFolder) {
+    char name[sizeof stored.name + 1] = {};
+    std::memcpy(name, stored.name, sizeof stored.name);
+    // The stored reference where it is still good, exactly as before.
+    PlatformPath here;
+    if (CopyToMacFSSpec(&here, &stored) && IsReadableFile(here.path) && (name[0] == '/' || !showFolder || !showFolder[0]))
+        return stored;
+    const PictureLocation location = LocatePicture(name, showFolder ? showFolder : "", altFolder ? altFolder : "");
+    if (!location.found || location.path.size() > 255) return stored;
+    FSpec found;
+    MakePathSpec(found, location.path.c_str());
+    return found;
+}
+
+std::string ShowFolderOf(const std::string& showPath) {
+    const size_t slash = showPath.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : showPath.substr(0, slash);
+    char full[PATH_MAX];
+    return realpath(folder.c_str(), full) ? std::string(full) : std::string();
+}
