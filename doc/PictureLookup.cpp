@@ -3,9 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <climits>
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <vector>
 
 namespace {
@@ -15,9 +15,24 @@ bool IsReadableFile(const std::string& path) {
     return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(path.c_str(), R_OK) == 0;
 }
 
+// The file name of a reference, cut from its folders as the picture reader
+// cuts it ("/", "\\" and ":" separate folders).
 std::string LastComponent(const std::string& path) {
-    const size_t slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
+    std::vector<char> name(path.begin(), path.end());
+    name.resize(std::max<size_t>(name.size() + 1, 1024), '\0');
+    StripFilePath(name.data());
+    return name.data();
+}
+
+// `path` made absolute against the working directory, with "." and ".."
+// taken out; links are left as the user named them.
+std::string Absolute(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(path, error);
+    if (error) return path;
+    std::string text = full.lexically_normal().string();
+    while (text.size() > 1 && text.back() == '/') text.pop_back();
+    return text;
 }
 
 std::string Join(const std::string& folder, const std::string& name) {
@@ -48,8 +63,7 @@ PictureLocation LocatePicture(const std::string& stored, const std::string& show
     for (const std::string& candidate : candidates) {
         if (!IsReadableFile(candidate)) continue;
         location.found = true;
-        char full[PATH_MAX];
-        location.path = realpath(candidate.c_str(), full) ? std::string(full) : candidate;
+        location.path = Absolute(candidate);
         break;
     }
     return location;
@@ -70,8 +84,7 @@ FSpec LocatedSpec(const FSpec& stored, const char* showFolder, const char* altFo
 }
 
 std::string ShowFolderOf(const std::string& showPath) {
+    if (showPath.empty()) return "";
     const size_t slash = showPath.find_last_of('/');
-    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : showPath.substr(0, slash);
-    char full[PATH_MAX];
-    return realpath(folder.c_str(), full) ? std::string(full) : std::string();
+    return Absolute(slash == std::string::npos ? "." : showPath.substr(0, slash + 1));
 }
