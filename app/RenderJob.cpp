@@ -95,8 +95,9 @@ RenderResult RunRender(const RenderRequest& request) {
     if (request.frames.given) {
         // A range wholly past the show's end is a mistake; one that runs past
         // it is cut there.
-        const std::string range = "--frames " + std::to_string(request.frames.first) + "-" +
-                                  std::to_string(request.frames.last);
+        const std::string range =
+            "--frames " + std::to_string(request.frames.first) +
+            (request.frames.last == request.frames.first ? "" : "-" + std::to_string(request.frames.last));
         const std::string frames = "the show has " + std::to_string(last + 1) + " frames (0-" +
                                    std::to_string(last) + ")";
         if (request.frames.first > last) {

@@ -206,6 +206,7 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"no command", {}, {}, 2, "subcommand"},
         {"mistyped command", {"rendr", show, "-o", out}, {}, 2, "unknown subcommand \"rendr\"; the subcommands are render, info, demo, edit"},
         {"frames past the end", {"render", show, "-o", out, "--frames", "25-30"}, {}, 2, "--frames 25-30: the show has 25 frames (0-24)"},
+        {"frame past the end", {"render", show, "-o", out, "--frames", "99"}, {}, 2, "--frames 99: the show has 25 frames"},
         {"no temporary folder", {"render", show, "-o", out}, {"TMPDIR=" + dir / "gone"}, 1, "temporary file in " + dir / "gone"},
         {"info of a missing show", {"info", dir / "nope.gsx"}, {}, 1, "cannot open show"},
         {"info of a folder", {"info", dir.path}, {}, 1, "it is a folder"},
