@@ -73,9 +73,10 @@ FSpec LocatedSpec(const FSpec& stored, const char* showFolder, const char* altFo
     char name[sizeof stored.name + 1] = {};
     std::memcpy(name, stored.name, sizeof stored.name);
     // The stored reference where it is still good, exactly as before.
+    // A relative one is looked for from the show's folder first.
+    const bool fromShow = name[0] != '/' && showFolder && showFolder[0];
     PlatformPath here;
-    if (CopyToMacFSSpec(&here, &stored) && IsReadableFile(here.path) && (name[0] == '/' || !showFolder || !showFolder[0]))
-        return stored;
+    if (!fromShow && CopyToMacFSSpec(&here, &stored) && IsReadableFile(here.path)) return stored;
     const PictureLocation location = LocatePicture(name, showFolder ? showFolder : "", altFolder ? altFolder : "");
     if (!location.found || location.path.size() > 255) return stored;
     FSpec found;

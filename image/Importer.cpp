@@ -111,7 +111,8 @@ int WebpExifOrientation(const char* path) {
             std::vector<unsigned char> exif(static_cast<size_t>(std::min(size, kMaxExifBytes)));
             if (size <= kMaxExifBytes && std::fread(exif.data(), 1, exif.size(), file) == exif.size()) {
                 OIIO::ImageSpec found;
-                if (OIIO::decode_exif(OIIO::cspan<uint8_t>(exif.data(), static_cast<OIIO::oiio_span_size_type>(exif.size())), found))
+                const auto bytes = static_cast<OIIO::oiio_span_size_type>(exif.size());
+                if (OIIO::decode_exif(OIIO::cspan<uint8_t>(exif.data(), bytes), found))
                     orientation = ReportedOrientation(found);
             }
             break;

@@ -204,10 +204,14 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"no output", {"render", show}, {}, 2, "--output is required"},
         {"unknown option", {"render", show, "-o", out, "--speed", "2"}, {}, 2, "--speed"},
         {"no command", {}, {}, 2, "subcommand"},
-        {"mistyped command", {"rendr", show, "-o", out}, {}, 2, "unknown subcommand \"rendr\"; the subcommands are render, info, demo, edit"},
-        {"frames past the end", {"render", show, "-o", out, "--frames", "25-30"}, {}, 2, "--frames 25-30: the show has 25 frames (0-24)"},
-        {"frame past the end", {"render", show, "-o", out, "--frames", "99"}, {}, 2, "--frames 99: the show has 25 frames"},
-        {"no temporary folder", {"render", show, "-o", out}, {"TMPDIR=" + dir / "gone"}, 1, "temporary file in " + dir / "gone"},
+        {"mistyped command", {"rendr", show, "-o", out}, {}, 2,
+         "unknown subcommand \"rendr\"; the subcommands are render, info, demo, edit"},
+        {"frames past the end", {"render", show, "-o", out, "--frames", "25-30"}, {}, 2,
+         "--frames 25-30: the show has 25 frames (0-24)"},
+        {"frame past the end", {"render", show, "-o", out, "--frames", "99"}, {}, 2,
+         "--frames 99: the show has 25 frames"},
+        {"no temporary folder", {"render", show, "-o", out}, {"TMPDIR=" + dir / "gone"}, 1,
+         "temporary file in " + dir / "gone"},
         {"info of a missing show", {"info", dir / "nope.gsx"}, {}, 1, "cannot open show"},
         {"info of a folder", {"info", dir.path}, {}, 1, "it is a folder"},
     };
@@ -300,7 +304,8 @@ TEST_F(Tool, PatternFoldersAreMadeAndLongRangesCut) {
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const auto lines = Lines(r.err);
     ASSERT_EQ(lines.size(), 1u) << r.err;
-    EXPECT_NE(lines[0].find("warning: --frames 22-40 runs past the end: the show has 25 frames (0-24); rendering 22-24"),
+    EXPECT_NE(lines[0].find("warning: --frames 22-40 runs past the end: the show has 25 frames (0-24); "
+                            "rendering 22-24"),
               std::string::npos) << lines[0];
     for (int f = 22; f <= 24; f++) EXPECT_TRUE(Exists(dir / ("frames/new/f_000" + std::to_string(f) + ".png"))) << f;
     EXPECT_FALSE(Exists(dir / "frames/new/f_00025.png"));
@@ -309,7 +314,8 @@ TEST_F(Tool, PatternFoldersAreMadeAndLongRangesCut) {
 // Without a saved length the show runs to its last key, counted from the
 // picture's start: start 8 and a last key at 30 make 39 frames.
 TEST_F(Tool, DefaultLengthCountsFromThePictureStart) {
-    WriteTestShow(dir / "late.gsx", dir / "late-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {30, 60, 40, 80, 0}}, 0, 8);
+    WriteTestShow(dir / "late.gsx", dir / "late-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {30, 60, 40, 80, 0}}, 0,
+                  8);
     const RunResult r = Gs({"render", dir / "late.gsx", "-o", "-", "--size", "160x90"});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out.size(), 39 * kFrameBytes);
