@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
@@ -52,6 +53,28 @@ bool Touch(const std::string& path, const std::string& output, std::string& erro
     return true;
 }
 
+// Makes the missing folders on the way to `path` (not `path` itself), adding
+// each one made to `made`, parents first. False with a reason.
+bool MakeFoldersFor(const std::string& path, std::vector<std::string>& made, std::string& error) {
+    for (size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
+        const std::string folder = path.substr(0, at);
+        if (mkdir(folder.c_str(), 0755) == 0) {
+            made.push_back(folder);
+        } else if (errno != EEXIST) {
+            error = SysError("cannot make folder", folder);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Removes the folders that MakeFoldersFor made, deepest first, where they are
+// still empty.
+void RemoveMadeFolders(std::vector<std::string>& made) {
+    for (auto folder = made.rbegin(); folder != made.rend(); ++folder) ::rmdir(folder->c_str());
+    made.clear();
+}
+
 // ---- Video through ffmpeg ----------------------------------------------------
 
 class VideoSink final : public FrameSink {
@@ -91,13 +114,13 @@ public:
 
         // ffmpeg's messages go to a file of their own; a pipe could fill up while
         // this side is blocked writing frames.
-        char logName[] = "/tmp/glimmerstroll-ffmpeg-XXXXXX";
-        logFd_ = mkstemp(logName);
+        std::string logName = TempFolder() + "/glimmerstroll-ffmpeg-XXXXXX";
+        logFd_ = mkstemp(logName.data());
         if (logFd_ < 0) {
-            error = SysError("cannot make a temporary file in", "/tmp");
+            error = SysError("cannot make a temporary file in", TempFolder());
             return false;
         }
-        ::unlink(logName);
+        ::unlink(logName.c_str());
 
         int pipeFds[2];
         if (pipe2(pipeFds, O_CLOEXEC) != 0) {
@@ -251,10 +274,14 @@ public:
                 return false;
             }
         }
-        // Prove that the folder takes files before the first frame is drawn.
+        // Prove that the folder takes files before the first frame is drawn;
+        // the folders of the pattern are made when they are missing.
         const std::string first = FormatFramePath(target_.path, format_.first);
         const std::string probe = first + ".part";
-        if (!Touch(probe, first, error)) return false;
+        if (!MakeFoldersFor(first, madeFolders_, error) || !Touch(probe, first, error)) {
+            RemoveMadeFolders(madeFolders_);
+            return false;
+        }
         ::unlink(probe.c_str());
         if (!picture_.Create(format_.width, format_.height, 24)) {
             error = "not enough memory for a " + std::to_string(format_.width) + "x" +
@@ -287,12 +314,14 @@ public:
             }
         }
         written_.clear();
+        madeFolders_.clear();
         return true;
     }
 
     void Abandon() override {
         for (const std::string& path : written_) ::unlink((path + ".part").c_str());
         written_.clear();
+        RemoveMadeFolders(madeFolders_);
     }
 
     std::string Describe() const override { return target_.path; }
@@ -359,6 +388,7 @@ private:
     CDIB picture_;
     std::vector<uint8_t> rgb_;
     std::vector<std::string> written_;  // final paths; their ".part" files exist
+    std::vector<std::string> madeFolders_;  // folders of the pattern that Open made
 };
 
 // ---- Raw RGBA on standard output ---------------------------------------------
@@ -403,6 +433,13 @@ bool WriteAll(int fd, const void* bytes, size_t size) {
         size -= static_cast<size_t>(n);
     }
     return true;
+}
+
+std::string TempFolder() {
+    const char* folder = std::getenv("TMPDIR");
+    std::string path = folder && folder[0] ? folder : "/tmp";
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
 }
 
 std::string FindProgram(const std::string& name) {

@@ -52,4 +52,7 @@ bool WriteAll(int fd, const void* data, size_t size);
 // Full path of an executable named `name` on $PATH, or empty.
 std::string FindProgram(const std::string& name);
 
+// The folder for temporary files: $TMPDIR when it is set, else /tmp.
+std::string TempFolder();
+
 }  // namespace gs

@@ -83,6 +83,13 @@ bool ParseFrameRate(const std::string& text, int32_t& hundredths, std::string& e
         return false;
     }
     hundredths = static_cast<int32_t>(std::lround(rate * 100.0));
+    // The video rates N x 1000/1001 are held as their hundredths cut down
+    // (2397, 2997, 5994, 11988), however they were typed (24000/1001, 23.976,
+    // 23.98), so that videos get the exact ratio back.
+    for (const int whole : {24, 30, 60, 120}) {
+        const double video = whole * 1000.0 / 1001.0;
+        if (std::fabs(rate - video) < 0.005) hundredths = static_cast<int32_t>(whole * 100000L / 1001L);
+    }
     return true;
 }
 

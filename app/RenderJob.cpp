@@ -1,6 +1,7 @@
 #include "app/RenderJob.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -9,6 +10,7 @@
 #include "app/Session.h"
 #include "app/ShowBlock.h"
 #include "doc/CDoc.h"
+#include "doc/PictureLookup.h"
 #include "motion/Timecode.h"
 #include "platform/Env.h"
 #include "platform/Platform.h"
@@ -91,12 +93,30 @@ RenderResult RunRender(const RenderRequest& request) {
     long first = 0;
     long last = show.DefaultLength() - 1;
     if (request.frames.given) {
+        // A range wholly past the show's end is a mistake; one that runs past
+        // it is cut there.
+        const std::string range =
+            "--frames " + std::to_string(request.frames.first) +
+            (request.frames.last == request.frames.first ? "" : "-" + std::to_string(request.frames.last));
+        const std::string frames = "the show has " + std::to_string(last + 1) + " frames (0-" +
+                                   std::to_string(last) + ")";
+        if (request.frames.first > last) {
+            result.error = range + ": " + frames;
+            result.badRequest = true;
+            return result;
+        }
         first = request.frames.first;
-        last = request.frames.last;
+        if (request.frames.last > last)
+            result.warnings.push_back(range + " runs past the end: " + frames + "; rendering " +
+                                      std::to_string(first) + "-" + std::to_string(last));
+        else
+            last = request.frames.last;
     }
 
     gFrameRate = request.frameRate;
     TakeToolMessages();
+    // Pictures missing at their stored paths are looked for beside the show.
+    std::snprintf(doc.showFolder, sizeof doc.showFolder, "%s", ShowFolderOf(request.showPath).c_str());
     if (!PutShow(doc, show, result.error)) {
         result.error = "cannot load show " + request.showPath + ": " + result.error;
         return result;

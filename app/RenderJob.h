@@ -29,6 +29,7 @@ struct RenderRequest {
 struct RenderResult {
     bool ok = false;
     bool interrupted = false;
+    bool badRequest = false;     // the request does not fit the show (exit 2)
     std::string error;           // one line, without the program's name
     std::vector<std::string> warnings;
     long frames = 0;             // frames written

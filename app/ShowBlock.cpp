@@ -5,7 +5,9 @@
 #include <fstream>
 #include <sys/stat.h>
 
+#include "doc/PictureLookup.h"
 #include "platform/Files.h"
+#include "platform/Settings.h"
 
 namespace gs {
 
@@ -30,10 +32,24 @@ std::string ReferencePath(const char* spec262) {
     return path.path;
 }
 
-PictureLocation LocatePicture(const FSpec& file) {
+PictureLocation LocateShowPicture(const FSpec& file, const std::string& showPath) {
+    // The same lookup, in the same order, as the picture loading of a render:
+    // the stored reference where it is good (a relative one from the show's
+    // folder first), then the same name beside the show, then in
+    // "AltImageFolder".
+    const std::string stored(file.name, strnlen(file.name, sizeof file.name));
+    const std::string showFolder = ShowFolderOf(showPath);
     PictureLocation where;
     where.path = ReferencePath(reinterpret_cast<const char*>(&file));
-    where.found = IsReadableFile(where.path);
+    const bool fromShow = !stored.empty() && stored[0] != '/' && !showFolder.empty();
+    if (!fromShow && IsReadableFile(where.path)) {
+        where.found = true;
+        return where;
+    }
+    char altFolder[256] = {};
+    GetIniString("AltImageFolder", "", altFolder, 255);
+    const PictureLocation located = ::LocatePicture(stored, showFolder, altFolder);
+    if (located.found) return located;
     return where;
 }
 
@@ -53,7 +69,7 @@ bool ParseShowBlock(std::vector<char> bytes, const std::string& origin, ShowBloc
     for (const ShowRecord& record : d.pictures) {
         ShowPicture picture;
         picture.reference = std::string(record.file.name, strnlen(record.file.name, sizeof record.file.name));
-        const PictureLocation where = LocatePicture(record.file);
+        const PictureLocation where = LocateShowPicture(record.file, origin);
         picture.path = where.path;
         picture.found = where.found;
         picture.keys = record.keys;

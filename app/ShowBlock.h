@@ -46,8 +46,8 @@ struct ShowBlock {
 
     // Key 0's copy of the show length in frames, or 0 when the show has none.
     long SavedLength() const;
-    // The frames a render covers by default: the saved length, or up to the
-    // last key when the show has no saved length.
+    // The frames a render covers by default: the saved length, or, when the
+    // show has none, the picture's start plus the last key's time plus one.
     long DefaultLength() const;
 };
 
@@ -64,6 +64,6 @@ std::string ReferencePath(const char* spec262);
 
 // Where a stored reference points and whether a readable file is there: the
 // one place `info`, `export` and `render` ask.
-PictureLocation LocatePicture(const FSpec& file);
+PictureLocation LocateShowPicture(const FSpec& file, const std::string& showPath);
 
 }  // namespace gs

@@ -109,7 +109,7 @@ std::string ShowInfoJson(const ShowBlock& show, const std::string& name, int32_t
     ShowJsonContext context;
     context.file = name;
     context.frameRate = frameRate;
-    for (const ShowPicture& picture : show.pictures) context.pictures.push_back({picture.path, picture.found});
+    for (const ShowPicture& picture : show.pictures) context.pictures.push_back({picture.found, picture.path});
     context.extraPath = show.extraReference;
     return ShowToJson(show.description, context);
 }

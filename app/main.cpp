@@ -3,7 +3,8 @@
 // built-in example.
 //
 // Exit codes: 0 success, 1 the work failed (a missing show, an unwritable
-// output, ...), 2 the command line is wrong, 130 interrupted. Every failure is
+// output, ...), 2 the command line is wrong (or the editor could not be
+// started), 130 interrupted. Every failure is
 // one line on standard error, "glimmerstroll: ...".
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include <CLI/CLI.hpp>
 
 #include "app/Demo.h"
+#include "app/FrameSink.h"
 #include "app/Options.h"
 #include "app/RenderJob.h"
 #include "app/ShowCommands.h"
@@ -34,6 +36,7 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitCannotStart = 2;  // `edit`: the editor program could not be started
 constexpr int kExitInterrupted = 130;
 
 int Fail(const std::string& message, int code = kExitFailed) {
@@ -102,6 +105,7 @@ bool MakeRequest(const RenderText& t, const std::string& showPath, const std::st
 int Report(const gs::RenderResult& result) {
     for (const std::string& w : result.warnings) std::fprintf(stderr, "glimmerstroll: warning: %s\n", w.c_str());
     if (result.interrupted) return Fail(result.error, kExitInterrupted);
+    if (result.badRequest) return Fail(result.error, kExitUsage);
     if (!result.ok) return Fail(result.error);
     return 0;
 }
@@ -125,7 +129,11 @@ int RunInfoCommand(const std::string& showPath, bool json, const std::string& fp
     if (!gs::ParseFrameRate(fps, rate, error)) return Fail(error, kExitUsage);
     gs::ShowBlock show;
     if (!gs::ReadShowFile(showPath, show, error)) return Fail(error);
+    // The user's settings ("AltImageFolder"), so that pictures are looked for
+    // where a render looks.
+    gs::StartTool();
     const std::string text = json ? gs::ShowInfoJson(show, showPath, rate) : gs::ShowInfoText(show, showPath, rate);
+    gs::StopTool();
     std::fwrite(text.data(), 1, text.size(), stdout);
     return std::fflush(stdout) == 0 ? 0 : Fail("cannot write to standard output");
 }
@@ -151,9 +159,10 @@ int RunDemoCommand(RenderText t) {
     // The picture and the show go beside the output: OUT's folder, OUT's name.
     std::string base;
     if (request.output.kind == gs::OutputKind::Raw) {
-        char folder[] = "/tmp/glimmerstroll-demo-XXXXXX";
-        if (!mkdtemp(folder)) return Fail(std::string("cannot make a temporary folder: ") + std::strerror(errno));
-        base = std::string(folder) + "/demo";
+        std::string folder = gs::TempFolder() + "/glimmerstroll-demo-XXXXXX";
+        if (!mkdtemp(folder.data()))
+            return Fail("cannot make a temporary folder in " + gs::TempFolder() + ": " + std::strerror(errno));
+        base = folder + "/demo";
     } else {
         const size_t slash = t.output.find_last_of('/');
         const std::string folder = slash == std::string::npos ? "" : t.output.substr(0, slash + 1);
@@ -218,8 +227,10 @@ int RunEditCommand(std::string showPath) {
     if (!showPath.empty()) args.push_back(showPath.data());
     args.push_back(nullptr);
     execv(program.c_str(), args.data());
+    // The editor never started: no quit of the user's, but a failure to start.
     return Fail("cannot run " + program + ": " + std::strerror(errno) +
-                " (the editor is built when GTK 3 is installed: make deps)");
+                    " (the editor is built when GTK 3 is installed: make deps)",
+                kExitCannotStart);
 }
 
 }  // namespace
@@ -292,6 +303,21 @@ int main(int argc, char** argv) {
     std::string editShow;
     CLI::App* edit = app.add_subcommand("edit", "open the editor on a show file (a new one when it does not exist)");
     edit->add_option("show", editShow, "the show file (.gsx); none: an untitled show");
+
+    // A first word that names no subcommand is a mistyped subcommand: name it
+    // and list the real ones, rather than ask for one.
+    if (argc > 1 && argv[1][0] != '-') {
+        std::string names;
+        bool known = false;
+        for (const CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+            names += (names.empty() ? "" : ", ") + command->get_name();
+            known = known || command->get_name() == argv[1];
+        }
+        if (!known)
+            return Fail(std::string("unknown subcommand \"") + argv[1] + "\"; the subcommands are " + names +
+                            " (see glimmerstroll --help)",
+                        kExitUsage);
+    }
 
     try {
         app.parse(argc, argv);

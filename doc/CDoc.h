@@ -132,6 +132,7 @@ public:
     int32_t depthLimit = 32;              // colour depth of prepared pictures
     int32_t showPicError = 1;
     char altImageFolder[256] = {};
+    char showFolder[1024] = {};           // folder of the show file, where known: pictures are looked for there
     int32_t autoAddKey = 1;
     int32_t ignoreAlpha = 1;
 

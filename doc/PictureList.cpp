@@ -9,6 +9,7 @@
 
 #include "doc/CDoc.h"
 #include "doc/PictureJob.h"
+#include "doc/PictureLookup.h"
 
 long MatteBorderPixels(long level, long width) {
     if (level <= 0) return 0;
@@ -58,8 +59,9 @@ int CDoc::LoadPictureBuffer(int picture, bool noPrefetch) {
         } else {
             std::atomic<int32_t> busy{0};
             int result = 0;
-            lbThreadFunc(new PictureJob{this, &pictureFile[picture], &busy, matteColor, matteBorder, limit,
-                                        &folder, showPicError, &result});
+            FSpec located = LocatedSpec(pictureFile[picture], showFolder, altImageFolder);
+            lbThreadFunc(new PictureJob{this, &located, &busy, matteColor, matteBorder, limit, &folder, showPicError,
+                                        &result});
             picLoadStatus = result;
         }
         loadedPicture = picture;
@@ -69,8 +71,9 @@ int CDoc::LoadPictureBuffer(int picture, bool noPrefetch) {
         // The second buffer is reused only when the job before has finished.
         while (pictureBusy.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         prefetchedPicture = -1;
-        lbThreadFunc(new PictureJob{&nextPicture, &pictureFile[picture + 1], &pictureBusy, matteColor, matteBorder,
-                                    limit, &folder, showPicError, &prefetchStatus});
+        FSpec located = LocatedSpec(pictureFile[picture + 1], showFolder, altImageFolder);
+        lbThreadFunc(new PictureJob{&nextPicture, &located, &pictureBusy, matteColor, matteBorder, limit, &folder,
+                                    showPicError, &prefetchStatus});
         prefetchedPicture = picture + 1;
     }
 

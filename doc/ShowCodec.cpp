@@ -75,7 +75,10 @@ long ShowDescription::DefaultLength() const {
     long last = 0;
     for (const ShowRecord& p : pictures)
         for (const KeyStruct& k : p.keys) last = std::max(last, static_cast<long>(k.time));
-    return last + 1;
+    // Key times count from the picture's start: the show runs on to the frame
+    // of its last key.
+    const long start = pictures.empty() || pictures[0].keys.empty() ? 0 : Frames(pictures[0].keys[0].picStart);
+    return std::max(1L, start + last + 1);
 }
 
 bool ShowBlockReader::Open(const char* block, long available) {

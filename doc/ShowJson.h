@@ -9,17 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "doc/PictureLookup.h"
 #include "doc/ShowCodec.h"
 
 namespace gs {
 
 constexpr int kShowJsonVersion = 2;  // "infoVersion"
-
-// Where a stored reference points, as the caller found out.
-struct PictureLocation {
-    std::string path;
-    bool found = false;
-};
 
 // What the JSON form says beyond the block itself.
 struct ShowJsonContext {

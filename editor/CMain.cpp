@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "doc/CDoc.h"
+#include "doc/PictureLookup.h"
 #include "editor/CStage.h"
 #include "editor/CTime.h"
 #include "editor/CView.h"
@@ -768,6 +769,9 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
         data.resize(static_cast<size_t>(length));
         if (!in.Read(data.data(), length)) data.clear();
     }
+    // Pictures missing at their stored paths are looked for beside the show.
+    const std::string previousFolder = pDoc->showFolder;
+    std::snprintf(pDoc->showFolder, sizeof pDoc->showFolder, "%s", ShowFolderOf(in.GetFSpec()->name).c_str());
     in.Close();
     // On its own the editor has no host to say how long the show is: the
     // show's own length holds (loading cuts the show at the document's).
@@ -776,6 +780,7 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
     if (host && host->standalone && saved > 0) pDoc->showLength = static_cast<int32_t>(saved);
     if (data.empty() || !pDoc->LoadShow(file, data.data(), refresh, length)) {
         pDoc->showLength = previousLength;
+        std::snprintf(pDoc->showFolder, sizeof pDoc->showFolder, "%s", previousFolder.c_str());
         const std::string text =
             std::string("\"") + name + "\" is not a Glimmerstroll show, or it is damaged.";
         ErrorBox(text.c_str(), -9999);

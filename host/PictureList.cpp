@@ -8,6 +8,7 @@
 
 #include "doc/CDoc.h"
 #include "doc/PictureJob.h"
+#include "doc/PictureLookup.h"
 #include "platform/Platform.h"
 
 namespace {
@@ -26,7 +27,9 @@ void CDoc::LoadPicture(FSpec* file, int slot, long start) {
     FSpec folder;
     FolderSpec(folder, altImageFolder);
     CDIB picture(1, 1, 24);
-    picLoadStatus = picture.Load(file, &folder, showPicError != 0);
+    // Loaded from where the lookup finds it; the slot keeps the stored reference.
+    FSpec located = LocatedSpec(*file, showFolder, altImageFolder);
+    picLoadStatus = picture.Load(&located, &folder, showPicError != 0);
     if (!picLoadStatus) return;
 
     pictureCount = std::max(pictureCount, static_cast<int32_t>(slot + 1));

@@ -77,7 +77,8 @@ struct Rows {
 };
 
 // Band rows for `part` (0 all, 1 the first band, 2 the second) and the field
-// selector (0 every row; 10 and 11 every second row starting at the phase).
+// selector (0 every row; 10 and 11 every second row, those whose number has the
+// phase's parity).
 // Rows beyond the picture, which a large offset could ask for, are skipped.
 Rows BandRows(int height, int part, int fieldSelector, int offset) {
     Rows rows;
@@ -87,8 +88,14 @@ Rows BandRows(int height, int part, int fieldSelector, int offset) {
     long long end = height;
     if (part == 1) end = height / 2 + 1;
     if (part == 2) first = height / 2 + static_cast<long long>(offset);
-    if (rows.step > 1) first += rows.phase;
     end = std::min<long long>(end, height);
+    if (rows.step > 1) {
+        // A field owns the rows of its parity in every band: the band's first
+        // row moves on to the next row of that parity, so that a band that
+        // starts on an odd row (an odd H / 2 or offset) keeps the field's rows.
+        const long long misfit = ((first - rows.phase) % rows.step + rows.step) % rows.step;
+        if (misfit) first += rows.step - misfit;
+    }
     if (first < 0) first += (-first + rows.step - 1) / rows.step * rows.step;
     if (first > end) first = end;
     rows.first = static_cast<int>(first);

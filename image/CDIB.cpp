@@ -4,6 +4,7 @@
 #include "image/CDIB.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -13,12 +14,14 @@
 #include "platform/Platform.h"
 
 // True when 16-bit source words are already in host order (little-endian hosts
-// reading little-endian BMP words); false makes CopyScale swap each word first.
+// reading little-endian BMP words); false makes CopyScale swap each word first
+// on a big-endian host.
 bool gWin32 = false;
 
 namespace {
 
 constexpr long kMaxSide = 8192;
+constexpr bool kHostBigEndian = std::endian::native == std::endian::big;
 constexpr long kCallerMaxBytes = 32767;  // what every caller of GetLine passes
 
 // A zeroed scratch line from the ordinary allocator; empty on failure.
@@ -279,9 +282,11 @@ int CDIB::CopyScale(CDIB* destination, long borderColour, int border) {
                     red = entry[2];
                 } else if (srcDepth == 16) {
                     uint8_t* p = in + 2 * sx;
-                    // The swap is made in the line buffer itself, so a word that
-                    // is sampled twice in one row is swapped back the second time.
-                    if (!gWin32) std::swap(p[0], p[1]);
+                    // The word is stored little-endian; the swap brings it into
+                    // host order, so a little-endian host has nothing to swap.
+                    // It is made in the line buffer itself, so a word that is
+                    // sampled twice in one row is swapped back the second time.
+                    if (!gWin32 && kHostBigEndian) std::swap(p[0], p[1]);
                     const unsigned word = ReadWord(p);
                     blue = static_cast<uint8_t>((word & 0x1F) << 3);
                     red = static_cast<uint8_t>((word >> 7) & 0xFF);    // unmasked: carries

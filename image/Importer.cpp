@@ -3,21 +3,27 @@
 // picture arrives as 24-bit rows, bottom-up like every buffer, with the EXIF
 // orientation of photographs applied so that a portrait photo stands upright.
 #include <OpenImageIO/imageio.h>
+#include <OpenImageIO/tiffutils.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "image/CDIB.h"
 #include "image/ImageFiles.h"
+#include "platform/Endian.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
 
 namespace {
 
 constexpr long kChunkRows = 64;
+constexpr long kMaxExifBytes = 1 << 20;  // larger EXIF chunks are not read
 
 // Frees an image block on every path.
 struct MemBlock {
@@ -74,6 +80,48 @@ void Place(CDIB* dib, const uint8_t* chunk, long y0, long y1, long w, long h, in
     }
 }
 
+// EXIF orientation 1 to 8 of an opened picture, as OpenImageIO reports it; 0
+// when it says nothing. Some readers fill in their metadata only once the
+// pixels have been read, so this is asked again after the first rows.
+int ReportedOrientation(const OIIO::ImageSpec& spec) {
+    const int orientation = spec.get_int_attribute("Orientation", 0);
+    return orientation >= 1 && orientation <= 8 ? orientation : 0;
+}
+
+// The orientation in a WebP file's "EXIF" chunk. OpenImageIO's WebP reader
+// passes over an EXIF chunk that holds the TIFF structure without the "Exif"
+// prefix, the form that the WebP container specifies and most writers use; the
+// chunk is found here and decoded by OpenImageIO itself. 0 when there is none.
+int WebpExifOrientation(const char* path) {
+    FILE* file = std::fopen(path, "rb");
+    if (!file) return 0;
+    int orientation = 0;
+    unsigned char head[12];
+    if (std::fread(head, 1, sizeof head, file) == sizeof head && std::memcmp(head, "RIFF", 4) == 0 &&
+        std::memcmp(head + 8, "WEBP", 4) == 0) {
+        // Chunks: a four-character tag, a little-endian 32-bit size, the data,
+        // a pad byte when the size is odd.
+        unsigned char chunk[8];
+        while (std::fread(chunk, 1, sizeof chunk, file) == sizeof chunk) {
+            const long size = Endian(reinterpret_cast<const char*>(chunk + 4), 4, false);
+            if (std::memcmp(chunk, "EXIF", 4) != 0) {
+                if (std::fseek(file, size + (size & 1), SEEK_CUR) != 0) break;
+                continue;
+            }
+            std::vector<unsigned char> exif(static_cast<size_t>(std::min(size, kMaxExifBytes)));
+            if (size <= kMaxExifBytes && std::fread(exif.data(), 1, exif.size(), file) == exif.size()) {
+                OIIO::ImageSpec found;
+                const auto bytes = static_cast<OIIO::oiio_span_size_type>(exif.size());
+                if (OIIO::decode_exif(OIIO::cspan<uint8_t>(exif.data(), bytes), found))
+                    orientation = ReportedOrientation(found);
+            }
+            break;
+        }
+    }
+    std::fclose(file);
+    return orientation;
+}
+
 int Import(CDIB* dib, const char* path) {
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);  // colours as stored, not premultiplied
@@ -88,10 +136,7 @@ int Import(CDIB* dib, const char* path) {
         return kPicUnreadable;
     }
     const long w = imageSpec.width, h = imageSpec.height;
-    int orientation = imageSpec.get_int_attribute("Orientation", 1);
-    if (orientation < 1 || orientation > 8) orientation = 1;
-    const bool quarter = orientation >= 5;
-    if (!dib->Create(quarter ? h : w, quarter ? w : h, 24)) return kPicNoMemory;
+    int orientation = ReportedOrientation(imageSpec);
 
     // Colour pictures give their first three channels; anything with fewer is
     // taken as grey from its first.
@@ -111,6 +156,15 @@ int Import(CDIB* dib, const char* path) {
         if (!ok) {
             in->geterror();
             return kPicUnreadable;
+        }
+        if (y0 == 0) {
+            // The buffer's shape depends on the orientation: it is made once
+            // the reader has said all it will say.
+            if (!orientation) orientation = ReportedOrientation(in->spec());
+            if (!orientation && std::strcmp(in->format_name(), "webp") == 0) orientation = WebpExifOrientation(path);
+            if (!orientation) orientation = 1;
+            const bool quarter = orientation >= 5;
+            if (!dib->Create(quarter ? h : w, quarter ? w : h, 24)) return kPicNoMemory;
         }
         Place(dib, chunk.p, y0, y1, w, h, channels, orientation);
     }

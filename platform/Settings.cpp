@@ -34,6 +34,14 @@ void StripLineEnds(char* text) {
     text[out] = '\0';
 }
 
+// The end of the value that starts at `value`: its line's carriage return or
+// line feed, so that files with CR, LF or CRLF line ends read alike. Null when
+// the text ends first.
+const char* LineEnd(const char* value) {
+    const char* end = value + std::strcspn(value, "\r\n");
+    return *end ? end : nullptr;
+}
+
 // Creates `path` and its missing parents.
 bool MakeFolders(const char* path) {
     char folder[1024];
@@ -94,7 +102,7 @@ void GetIniString(const char* key, const char* def, char* out, long max) {
     char pattern[256];
     const char* found = MakePattern(key, pattern) ? std::strstr(gIniString, pattern) : nullptr;
     const char* value = found ? found + std::strlen(pattern) : nullptr;
-    const char* end = value ? std::strchr(value, '\r') : nullptr;
+    const char* end = value ? LineEnd(value) : nullptr;
     if (!end) {
         // The default is cut to `max` as well, so `out` never takes more than max + 1.
         std::snprintf(out, static_cast<size_t>(max) + 1, "%s", def ? def : "");
@@ -121,13 +129,20 @@ void SetIniItem(const char* key, char* value) {
     char* found = std::strstr(gIniString, pattern);
     if (!found) {
         if (std::strlen(gIniString) + std::strlen(pattern) + std::strlen(value) > kIniAddLimit) return;
+        // A file written by hand may end without a line end: the new item
+        // starts a line of its own, not the end of the user's last one.
+        const size_t length = std::strlen(gIniString);
+        if (length > 0 && gIniString[length - 1] != '\n' && gIniString[length - 1] != '\r') {
+            if (length + 2 + std::strlen(pattern) + std::strlen(value) > kIniAddLimit) return;
+            std::strcat(gIniString, "\r\n");
+        }
         std::strcat(gIniString, pattern);
         std::strcat(gIniString, value);
         std::strcat(gIniString, "\r\n");
         return;
     }
     char* start = found + std::strlen(pattern);
-    char* end = std::strchr(start, '\r');
+    char* end = const_cast<char*>(LineEnd(start));
     if (!end) return;
     // Replacement: the new value between the "=" and the old value's line end.
     // Its length is not limited beyond what the buffer holds.

@@ -16,6 +16,7 @@ extern "C" {
 #include "app/Session.h"
 #include "app/ShowBlock.h"
 #include "doc/CDoc.h"
+#include "doc/PictureLookup.h"
 #include "image/HostImage.h"
 #include "motion/Timecode.h"
 #include "platform/Env.h"
@@ -116,6 +117,8 @@ void EnsureShow(PluginInstance& in) {
         return;
     }
     CDoc& doc = *in.doc;
+    // Pictures missing at their stored paths are looked for beside the show.
+    std::snprintf(doc.showFolder, sizeof doc.showFolder, "%s", ShowFolderOf(in.showPath).c_str());
     if (in.kind == PluginKind::Filter) {
         // The filter draws the host's frames; the show's own picture is read
         // only for its size, and quietly, whether or not it is there.

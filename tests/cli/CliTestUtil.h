@@ -158,10 +158,11 @@ struct TestKey {
 };
 
 // Writes `picturePath` (a Targa of width x height) and a show over it with
-// `keys` (at least two), `length` frames long, through the program's own
-// document and writers.
+// `keys` (at least two), `length` frames long (0: no saved length), the
+// picture starting at frame `start`, through the program's own document and
+// writers.
 inline void WriteTestShow(const std::string& showPath, const std::string& picturePath, int width, int height,
-                          const std::vector<TestKey>& keys, long length) {
+                          const std::vector<TestKey>& keys, long length, float start = 0) {
     CDIB picture(1, 1, 24);
     DrawTestPicture(picture, width, height);
     std::string error;
@@ -182,6 +183,7 @@ inline void WriteTestShow(const std::string& showPath, const std::string& pictur
         doc.keys[0][i] = k;
     }
     doc.keyCount[0] = static_cast<int32_t>(keys.size());
+    doc.keys[0][0].picStart = start;
     doc.showLength = static_cast<int32_t>(length);
     if (!gs::WriteShowFile(doc, showPath, error)) throw std::runtime_error(error);
 }

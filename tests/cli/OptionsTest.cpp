@@ -27,7 +27,9 @@ TEST(Options, SizeAcceptsOneTo8192AndRefusesTheRest) {
 TEST(Options, FrameRatesBecomeHundredthsAndExactRatios) {
     int32_t r = 0;
     std::string error;
-    for (auto [text, want] : {std::pair{"25", 2500}, {"29.97", 2997}, {"30000/1001", 2997}, {"23.976", 2398}}) {
+    for (auto [text, want] : {std::pair{"25", 2500}, {"29.97", 2997}, {"30000/1001", 2997}, {"23.976", 2397},
+                              {"24000/1001", 2397}, {"23.98", 2397}, {"59.94", 5994}, {"60000/1001", 5994},
+                              {"24", 2400}, {"23.9", 2390}}) {
         EXPECT_TRUE(ParseFrameRate(text, r, error)) << text;
         EXPECT_EQ(r, want) << text;
     }

@@ -263,7 +263,7 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         std::vector<std::string> args;
         std::vector<std::string> env;
         int exitCode;
-        const char* says;
+        std::string says;
     };
     const std::vector<Case> cases = {
         {"missing show", {"render", dir / "nope.gsx", "-o", out}, {}, 1, "cannot open show"},
@@ -281,6 +281,14 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"no output", {"render", show}, {}, 2, "--output is required"},
         {"unknown option", {"render", show, "-o", out, "--speed", "2"}, {}, 2, "--speed"},
         {"no command", {}, {}, 2, "subcommand"},
+        {"mistyped command", {"rendr", show, "-o", out}, {}, 2,
+         "unknown subcommand \"rendr\"; the subcommands are render, info, demo, edit"},
+        {"frames past the end", {"render", show, "-o", out, "--frames", "25-30"}, {}, 2,
+         "--frames 25-30: the show has 25 frames (0-24)"},
+        {"frame past the end", {"render", show, "-o", out, "--frames", "99"}, {}, 2,
+         "--frames 99: the show has 25 frames"},
+        {"no temporary folder", {"render", show, "-o", out}, {"TMPDIR=" + dir / "gone"}, 1,
+         "temporary file in " + dir / "gone"},
         {"info of a missing show", {"info", dir / "nope.gsx"}, {}, 1, "cannot open show"},
         {"info of a folder", {"info", dir.path}, {}, 1, "it is a folder"},
         {"malformed JSON", {"import", dir / "bad.json", "-o", dir / "new.gsx"}, {}, 2, "bad.json: malformed JSON: parse error at line 3, column 1"},
@@ -321,9 +329,9 @@ TEST_F(Tool, MissingPictureWithMessagesOffDrawsThePlaceholder) {
 
 TEST_F(Tool, InterruptedRenderLeavesNothingBehind) {
     if (!HaveProgram("ffmpeg")) GTEST_SKIP() << "ffmpeg is not installed";
-    Process render({ToolPath(), "render", dir / "show.gsx", "-o", dir / "long.mp4", "--size", "1280x720", "--frames",
-                    "0-100000"},
-                   dir.path);
+    WriteTestShow(dir / "long.gsx", dir / "long-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {20, 60, 40, 80, 8}},
+                  100001);
+    Process render({ToolPath(), "render", dir / "long.gsx", "-o", dir / "long.mp4", "--size", "1280x720"}, dir.path);
     for (int i = 0; i < 400 && !Exists(dir / "long.mp4.part"); i++)
         std::this_thread::sleep_for(std::chrono::milliseconds(25));
     ASSERT_TRUE(Exists(dir / "long.mp4.part"));
@@ -335,4 +343,107 @@ TEST_F(Tool, InterruptedRenderLeavesNothingBehind) {
     EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
     EXPECT_FALSE(Exists(dir / "long.mp4"));
     EXPECT_FALSE(Exists(dir / "long.mp4.part"));
+}
+
+// Both fields drawn with the second processor are the fields drawn without it,
+// also where half the frame height is odd (NTSC's 486 rows).
+TEST_F(Tool, BothFieldsAreTheSameWithTheSecondProcessor) {
+    for (const std::string height : {"486", "480"}) {
+        std::vector<std::string> args = {"render", dir / "show.gsx", "-o", "-", "--size", "720x" + height,
+                                         "--frames", "12", "--fields", "both"};
+        const RunResult one = Gs(args);
+        args.push_back("--multiprocess");
+        const RunResult two = Gs(args);
+        ASSERT_EQ(one.exitCode, 0) << one.err;
+        ASSERT_EQ(two.exitCode, 0) << two.err;
+        EXPECT_EQ(one.out.size(), 720u * std::stoul(height) * 4);
+        EXPECT_TRUE(one.out == two.out) << height;
+    }
+}
+
+// The rate written into a video is the rate asked for, exactly.
+TEST_F(Tool, VideosCarryTheExactFrameRate) {
+    if (!HaveProgram("ffmpeg") || !HaveProgram("ffprobe")) GTEST_SKIP() << "ffmpeg is not installed";
+    const std::pair<const char*, const char*> rates[] = {
+        {"23.976", "24000/1001"}, {"24000/1001", "24000/1001"}, {"23.98", "24000/1001"}, {"24", "24/1"},
+        {"25", "25/1"},           {"29.97", "30000/1001"},     {"30000/1001", "30000/1001"}, {"30", "30/1"},
+        {"50", "50/1"},           {"59.94", "60000/1001"},     {"60000/1001", "60000/1001"}, {"60", "60/1"},
+        {"12.5", "25/2"},         {"1", "1/1"},                {"240", "240/1"}};
+    for (const auto& [fps, ratio] : rates) {
+        const RunResult r = Gs({"render", dir / "show.gsx", "-o", dir / "rate.mp4", "-y", "--size", "160x90",
+                                "--frames", "0-1", "--fps", fps});
+        ASSERT_EQ(r.exitCode, 0) << fps << ": " << r.err;
+        const RunResult probe = RunProgram({"ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries",
+                                            "stream=r_frame_rate", "-of", "default=nw=1:nk=1", dir / "rate.mp4"},
+                                           dir.path);
+        EXPECT_EQ(probe.out, std::string(ratio) + "\n") << fps;
+    }
+}
+
+// A picture pattern's missing folders are made; a range that runs past the
+// show's end is cut there with one warning.
+TEST_F(Tool, PatternFoldersAreMadeAndLongRangesCut) {
+    const RunResult r = Gs({"render", dir / "show.gsx", "-o", dir / "frames/new/f_%05d.png", "--size", "160x90",
+                            "--frames", "22-40"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const auto lines = Lines(r.err);
+    ASSERT_EQ(lines.size(), 1u) << r.err;
+    EXPECT_NE(lines[0].find("warning: --frames 22-40 runs past the end: the show has 25 frames (0-24); "
+                            "rendering 22-24"),
+              std::string::npos) << lines[0];
+    for (int f = 22; f <= 24; f++) EXPECT_TRUE(Exists(dir / ("frames/new/f_000" + std::to_string(f) + ".png"))) << f;
+    EXPECT_FALSE(Exists(dir / "frames/new/f_00025.png"));
+}
+
+// Without a saved length the show runs to its last key, counted from the
+// picture's start: start 8 and a last key at 30 make 39 frames.
+TEST_F(Tool, DefaultLengthCountsFromThePictureStart) {
+    WriteTestShow(dir / "late.gsx", dir / "late-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {30, 60, 40, 80, 0}}, 0,
+                  8);
+    const RunResult r = Gs({"render", dir / "late.gsx", "-o", "-", "--size", "160x90"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out.size(), 39 * kFrameBytes);
+    const RunResult last = Gs({"render", dir / "late.gsx", "-o", "-", "--size", "160x90", "--frames", "38"});
+    ASSERT_EQ(last.exitCode, 0) << last.err;
+    EXPECT_NE(last.out, r.out.substr(37 * kFrameBytes, kFrameBytes)) << "the camera still moves into frame 38";
+}
+
+// A show moved together with its picture still renders, and `info` finds the
+// picture where the render does: beside the show, or in "AltImageFolder" (set
+// in a settings file written by hand, with LF line ends).
+TEST_F(Tool, MovedShowsFindTheirPictures) {
+    std::filesystem::create_directories(dir / "old");
+    WriteStandardShow(dir, "old/trip");
+    const RunResult before = Gs({"render", dir / "old/trip.gsx", "-o", "-", "--size", "160x90", "--frames", "0-4"});
+    ASSERT_EQ(before.exitCode, 0) << before.err;
+    std::filesystem::rename(dir / "old", dir / "moved");
+
+    const RunResult after = Gs({"render", dir / "moved/trip.gsx", "-o", "-", "--size", "160x90", "--frames", "0-4"});
+    ASSERT_EQ(after.exitCode, 0) << after.err;
+    EXPECT_TRUE(after.out == before.out);
+    const RunResult info = Gs({"info", dir / "moved/trip.gsx"});
+    EXPECT_NE(info.out.find(dir / "moved/trip-picture.tga  found"), std::string::npos) << info.out;
+
+    // The picture in the alternative folder only.
+    std::filesystem::create_directories(dir / "alt");
+    std::filesystem::rename(dir / "moved/trip-picture.tga", dir / "alt/trip-picture.tga");
+    std::filesystem::create_directories(dir / "config");
+    { std::ofstream(dir / "config/Glimmerstroll") << "[Glimmerstroll]\nAltImageFolder=" + dir / "alt/" + "\n"; }
+    const std::vector<std::string> env = {"XDG_CONFIG_HOME=" + dir / "config"};
+    const RunResult alt = Gs({"render", dir / "moved/trip.gsx", "-o", "-", "--size", "160x90", "--frames", "0-4"}, env);
+    ASSERT_EQ(alt.exitCode, 0) << alt.err;
+    EXPECT_TRUE(alt.out == before.out);
+    const RunResult altInfo = Gs({"info", dir / "moved/trip.gsx"}, env);
+    EXPECT_NE(altInfo.out.find(dir / "alt/trip-picture.tga  found"), std::string::npos) << altInfo.out;
+    const RunResult lost = Gs({"info", dir / "moved/trip.gsx"});
+    EXPECT_NE(lost.out.find("MISSING"), std::string::npos) << lost.out;
+}
+
+// `edit` without the editor program beside the tool could not start: exit 2.
+TEST_F(Tool, EditWithoutTheEditorCannotStart) {
+    std::filesystem::copy_file(ToolPath(), dir / "glimmerstroll");
+    std::filesystem::permissions(dir / "glimmerstroll", std::filesystem::perms::owner_all);
+    const RunResult r = RunProgram({dir / "glimmerstroll", "edit", dir / "show.gsx"}, dir.path);
+    EXPECT_EQ(r.exitCode, 2) << r.err;
+    EXPECT_NE(r.err.find("cannot run " + dir / "glimmerstroll-edit"), std::string::npos) << r.err;
 }

@@ -175,12 +175,12 @@ TEST(CDIBCopyScale, CopyBorderAndDecodeByDepth) {
     ASSERT_EQ(indexed.CopyScale(&wide, 0, 0), 1);
     EXPECT_EQ(0, std::memcmp(&At(wide, 2, 0), "\x06\x06\xFA", 3));  // nearest: columns 2,3 from 1
 
-    // 16-bit words: swapped before decoding unless gWin32; red and green unmasked.
+    // 16-bit words as a BMP or Targa stores them, little-endian, decode the same
+    // on this host whatever gWin32 says; red and green unmasked.
     CDIB words(1, 1, 16), decoded(1, 1, 24), encoded(1, 1, 16);
-    const uint16_t blueAndGreen = 0x03FF;
     for (bool win32 : {false, true}) {
         gWin32 = win32;
-        Put16(words, 0, 0, win32 ? blueAndGreen : static_cast<uint16_t>((blueAndGreen >> 8) | (blueAndGreen << 8)));
+        std::memcpy(words.GetBitsAdd(0), "\xFF\x03", 2);  // 0x03FF: blue and green
         ASSERT_EQ(words.CopyScale(&decoded, 0, 0), 1);
         EXPECT_EQ(0, std::memcmp(&At(decoded, 0, 0), "\xF8\xFF\x07", 3)) << win32;
     }

@@ -76,11 +76,27 @@ TEST(PictureImporter, JpegPngAndRunLengthTarga) {
 }
 
 TEST(PictureImporter, ExifOrientationStandsThePhotoUpright) {
-    // Stored 37 x 23; shown as ImageMagick's auto-orientation shows it. From 5 on
-    // the picture is turned a quarter: orientation 6 is a camera's portrait shot.
-    for (int o = 1; o <= 8; ++o) {
-        const std::string name = "jpeg_exif" + std::to_string(o) + "_pil.jpg";
-        CheckLoads(Expect{name.c_str(), 24, 3, 2, o >= 5 ? kH : kW, o >= 5 ? kW : kH});
+    // Stored 37 x 23; shown as Pillow shows it upright. From 5 on the picture is
+    // turned a quarter: orientation 6 is a camera's portrait shot.
+    for (const char* ext : {"jpg", "png", "webp"})
+        for (int o = 1; o <= 8; ++o) {
+            const std::string name = "exif" + std::to_string(o) + "_pil." + ext;
+            CheckLoads(Expect{name.c_str(), 24, 3, ext[0] == 'j' ? 2 : 0, o >= 5 ? kH : kW, o >= 5 ? kW : kH});
+        }
+}
+
+TEST(PictureReaders, SixteenBitBmpAndTargaKeepTheirColours) {
+    // 5-5-5 words, little-endian in the file; the picture list widens them to 24
+    // bits. Five bits a colour, and the unmasked low bits of red and green, keep
+    // each byte within 7 of ImageMagick's decoding.
+    for (const char* name : {"bmp16_ff.bmp", "tga16_ff.tga"}) {
+        SCOPED_TRACE(name);
+        CDIB words(8, 8, 24), wide(1, 1, 24);
+        ASSERT_EQ(LoadCode(PicturePath(name), words), 0);
+        ASSERT_EQ(words.GetBitCount(), 16);
+        ASSERT_TRUE(wide.Create(kW, kH, 24));
+        ASSERT_EQ(words.CopyScale(&wide, 0, 0), 1);
+        EXPECT_LE(MaxDifference(wide, ReadBytes(PicturePath(name) + ".rgb"), 3), 7);
     }
 }
 

@@ -13,7 +13,7 @@ import os
 import subprocess
 import sys
 
-from PIL import Image
+from PIL import Image, ImageOps
 
 CONVERT = "/usr/bin/convert"  # ImageMagick itself, not a stand-in on the PATH
 W, H = 37, 23                 # odd width: BMP and buffer rows are padded
@@ -59,11 +59,6 @@ def im_reference_from(out, name, source, channels="rgb"):
     run(CONVERT, os.path.join(out, source), "-depth", "8", dest)
 
 
-def im_reference_oriented(out, name):
-    path = os.path.join(out, name)
-    run(CONVERT, path, "-auto-orient", "-depth", "8", f"rgb:{path}.rgb")
-
-
 def pil_reference(out, name, mode="RGB"):
     """Pillow's decoding of a picture."""
     path = os.path.join(out, name)
@@ -102,6 +97,12 @@ def main(out):
     run(CONVERT, p("pattern.png"), "-colors", "16", "BMP3:" + p("bmp4_im.bmp"))
     run(CONVERT, p("indexed.png"), "-type", "Palette", "-compress", "RLE", "BMP3:" + p("bmp8rle_im.bmp"))
     run(CONVERT, "-size", "9000x2", "xc:gray", "BMP3:" + p("wide.bmp"))
+
+    # 16-bit 5-5-5 BMP and Targa, little-endian words, from ffmpeg.
+    for name, extra in (("bmp16_ff.bmp", []), ("tga16_ff.tga", ["-rle", "0"])):
+        run("ffmpeg", "-nostdin", "-loglevel", "error", "-y", "-i", p("pattern.png"), "-pix_fmt", "rgb555le",
+            *extra, p(name))
+        im_reference(out, name)
 
     # Targa from Pillow, both origins and run-length. (ImageMagick 6 writes its
     # rows top-down under a bottom-left descriptor, so its files are no witness.)
@@ -166,12 +167,18 @@ def main(out):
     pil_reference(out, "png_pil.png")
     src_alpha.save(p("png_alpha_pil.png"))
     pil_reference(out, "png_alpha_pil.png")
+    # Every EXIF orientation in JPEG, PNG and WebP, each beside Pillow's upright
+    # view of it.
     for orientation in range(1, 9):
         exif = Image.Exif()
         exif[0x0112] = orientation
-        name = f"jpeg_exif{orientation}_pil.jpg"
-        smooth(W, H).save(p(name), quality=95, exif=exif.tobytes())
-        im_reference_oriented(out, name)
+        for ext, options in (("jpg", {"quality": 95}), ("png", {}), ("webp", {"lossless": True})):
+            name = f"exif{orientation}_pil.{ext}"
+            smooth(W, H).save(p(name), exif=exif.tobytes(), **options)
+            with Image.open(p(name)) as im:
+                upright = ImageOps.exif_transpose(im).convert("RGB")
+            with open(p(name) + ".rgb", "wb") as f:
+                f.write(upright.tobytes())
 
     with open(p("not_a_picture.txt"), "w") as f:
         f.write("hello, this is not a picture at all\n")

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -129,6 +130,34 @@ TEST_F(SettingsTest, SaveAndLoadRoundTripThroughTheConfigFolder) {
     WriteFile("[Glimmerstroll]\r\n" + std::string(2000, 'z'));
     LoadIniFile();
     EXPECT_EQ(std::strlen(gIniString), 1023u);
+}
+
+TEST_F(SettingsTest, FilesWrittenByHandWithAnyLineEndsAreRead) {
+    // The user's lines stay as they are; a replaced value keeps its line end,
+    // and a new item is written as the program writes every item.
+    std::filesystem::create_directories(dir / "config");
+    for (const char* end : {"\r\n", "\n", "\r"}) {
+        SCOPED_TRACE(end == std::string("\n") ? "LF" : end == std::string("\r") ? "CR" : "CRLF");
+        const std::string e = end;
+        WriteFile("[Glimmerstroll]" + e + "# my pictures" + e + "AltImageFolder=/home/me/pics" + e +
+                  "MultiProcess=1" + e + "FrameRate=2500" + e);
+        LoadIniFile();
+        EXPECT_EQ(Value("AltImageFolder"), "/home/me/pics");
+        EXPECT_EQ(GetIniItem("MultiProcess", 0), 1);
+        EXPECT_EQ(GetIniItem("FrameRate", 2997), 2500);
+        SetIniItem("MultiProcess", 0);
+        SetIniItem("StageScale", 75);
+        EXPECT_EQ(GetIniItem("MultiProcess", 1), 0);
+        EXPECT_EQ(GetIniItem("StageScale", 50), 75);
+        SaveIniFile();
+        EXPECT_EQ(FileText(), "[Glimmerstroll]" + e + "# my pictures" + e + "AltImageFolder=/home/me/pics" + e +
+                                  "MultiProcess=0" + e + "FrameRate=2500" + e + "StageScale=75\r\n");
+    }
+    // A last line without a line end keeps its text; the new item goes below it.
+    WriteFile("[Glimmerstroll]\nFrameRate=2500");
+    LoadIniFile();
+    SetIniItem("StageScale", 75);
+    EXPECT_STREQ(gIniString, "[Glimmerstroll]\nFrameRate=2500\r\nStageScale=75\r\n");
 }
 
 namespace {
