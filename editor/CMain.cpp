@@ -262,6 +262,32 @@ long SavedShowLength(const std::string& block) {
     return static_cast<long>(length);
 }
 
+// The frames a show without a saved length lasts, as the command-line tool
+// counts them: up to its last key (the keys of the first picture record, in
+// either byte order); 0 when it has no key after the first frame.
+long LengthToLastKey(const std::string& block) {
+    constexpr size_t kCount = 8 + 262;
+    constexpr size_t kFirstKey = kCount + 4;
+    constexpr size_t kKeySize = 56;
+    constexpr size_t kTimeWord = 12 * 4;
+    if (block.size() < kFirstKey) return 0;
+    uint16_t magic;
+    std::memcpy(&magic, block.data(), 2);
+    if (magic != 0x1234 && magic != 0x3412) return 0;
+    const bool swap = magic == 0x3412;
+    uint32_t count;
+    std::memcpy(&count, block.data() + kCount, 4);
+    if (swap) count = __builtin_bswap32(count);
+    long last = 0;
+    for (uint32_t k = 0; k < count && kFirstKey + kKeySize * (k + 1) <= block.size(); ++k) {
+        uint32_t time;
+        std::memcpy(&time, block.data() + kFirstKey + kKeySize * k + kTimeWord, 4);
+        if (swap) time = __builtin_bswap32(time);
+        last = std::max(last, static_cast<long>(static_cast<int32_t>(time)));
+    }
+    return last >= 1 ? last + 1 : 0;
+}
+
 bool Neutral(char c) { return c == '1' || c == '2' || c == '3'; }
 
 // The file name of `fileSpec` without its folder and extension.
@@ -736,6 +762,7 @@ void CMain::NewShow() {
     std::memset(&showFile, 0, sizeof showFile);
     pDoc->ClearShow();
     gShowRotation = 0;
+    if (pTime) pTime->SetMaxTime(pDoc->showLength);
     pDoc->GotoFrame(0, true);
 }
 
@@ -771,7 +798,8 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
     in.Close();
     // On its own the editor has no host to say how long the show is: the
     // show's own length holds (loading cuts the show at the document's).
-    const long saved = data.empty() ? 0 : SavedShowLength(data);
+    long saved = data.empty() ? 0 : SavedShowLength(data);
+    if (saved <= 0 && !data.empty()) saved = LengthToLastKey(data);
     const int32_t previousLength = pDoc->showLength;
     if (host && host->standalone && saved > 0) pDoc->showLength = static_cast<int32_t>(saved);
     if (data.empty() || !pDoc->LoadShow(file, data.data(), refresh, length)) {
@@ -784,6 +812,11 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
     showFile = *file;
     SetShowTitle(showFile.name);
     gShowRotation = pDoc->HasRotationInShow(0);
+    // The timeline's scale and scroll range follow the length just loaded.
+    if (pTime) {
+        pTime->SetMaxTime(pDoc->showLength);
+        pTime->Refresh();
+    }
     return 1;
 }
 
@@ -1066,6 +1099,10 @@ void CMain::ImagePrep() {
     const int32_t oldColour = pDoc->matteColor;
     const long oldContrast = ContrastValue();
     const int32_t oldAlpha = pDoc->ignoreAlpha;
+    // Reloading the pictures marks the show changed; a cancelled dialog
+    // leaves it as it was.
+    const int32_t oldModified = pDoc->modified;
+    bool cancelled = false;
 
     CopySlot(values[kVideo], pDoc->videoColors ? "1" : "");
     CopySlot(values[kPreBlur], pDoc->preBlur ? "1" : "");
@@ -1088,6 +1125,7 @@ void CMain::ImagePrep() {
             SetContrastValue(oldContrast);
             pDoc->ignoreAlpha = oldAlpha;
             ReloadPictures();
+            cancelled = true;
             break;
         }
         pDoc->videoColors = SlotOn(values[kVideo]) ? 1 : 0;
@@ -1109,6 +1147,7 @@ void CMain::ImagePrep() {
     }
     RedrawWindow(this);
     pDoc->GotoFrame(0, true);
+    if (cancelled) pDoc->modified = oldModified;
     SetIniItem("VideoColors", static_cast<long>(pDoc->videoColors));
     SetIniItem("PreBlur", static_cast<long>(pDoc->preBlur));
     SetIniItem("MatteColor", static_cast<long>(pDoc->matteColor));

@@ -250,10 +250,17 @@ void CStage::DrawPicture(int left, int top, int width, int height) {
         const uint64_t stamp = PictureStamp(*pDoc);
         if (stamp != pictureStamp || scaledPicture.GetWid() != width || scaledPicture.GetHgt() != height) {
             pictureStamp = 0;
-            if (!scaledPicture.Create(width, height, 32) ||
-                !scaledPicture.FilterCrop(pDoc, 0.0f, 0.0f, static_cast<float>(pDoc->GetWid()),
-                                          static_cast<float>(pDoc->GetHgt()), 0.0f, 0.0f, 0.0f, 0, 100, 0))
-                return;
+            // The reduction is axis-aligned: always the area filter, even when
+            // keys of the show turn the camera (which sends the document's
+            // pictures through the rotating sampler).
+            const int32_t rotation = pDoc->useRotation;
+            pDoc->useRotation = 0;
+            const bool made = scaledPicture.Create(width, height, 32) &&
+                              scaledPicture.FilterCrop(pDoc, 0.0f, 0.0f, static_cast<float>(pDoc->GetWid()),
+                                                       static_cast<float>(pDoc->GetHgt()), 0.0f, 0.0f, 0.0f, 0,
+                                                       100, 0);
+            pDoc->useRotation = rotation;
+            if (!made) return;
             pictureStamp = stamp;
         }
         source = &scaledPicture;

@@ -193,11 +193,30 @@ public:
         return nullptr;
     }
 
-    // Fills the window and point of a mouse event: the window under the
-    // pointer, else the one that got the event.
+    // The point of the screen in the drawing area of `window`; false when it
+    // is not on the screen.
+    bool LocalPoint(CPWnd* window, double rootX, double rootY, int& x, int& y) {
+        Win* w = W(window);
+        GdkWindow* gdk = w && w->area ? gtk_widget_get_window(w->area) : nullptr;
+        if (!gdk || !gtk_widget_get_mapped(w->area)) return false;
+        int ox = 0, oy = 0;
+        gdk_window_get_origin(gdk, &ox, &oy);
+        x = static_cast<int>(std::floor(rootX)) - ox;
+        y = static_cast<int>(std::floor(rootY)) - oy;
+        return true;
+    }
+
+    // Fills the window and point of a mouse event: while a button is held the
+    // window that took the press (a pointer grab, wherever the pointer is),
+    // else the window under the pointer, else the one that got the event.
     void Aim(PlatformEvent& e, Win* w, double x, double y, double rootX, double rootY) {
         int lx = 0, ly = 0;
-        if (CPWnd* under = WindowAt(rootX, rootY, lx, ly)) {
+        if (RegistryIndex(grabWindow) < 0) grabWindow = nullptr;
+        if (grabWindow && e.kind != PlatformEvent::kMouseDown && LocalPoint(grabWindow, rootX, rootY, lx, ly)) {
+            e.window = grabWindow;
+            e.x = lx;
+            e.y = ly;
+        } else if (CPWnd* under = WindowAt(rootX, rootY, lx, ly)) {
             e.window = under;
             e.x = lx;
             e.y = ly;
@@ -217,6 +236,7 @@ public:
         e.modifiers = Modifiers(event->state);
         e.button = event->button == 3 ? 3 : 1;
         gGtk->Aim(e, static_cast<Win*>(data), event->x, event->y, event->x_root, event->y_root);
+        gGtk->grabWindow = e.kind == PlatformEvent::kMouseDown ? e.window : nullptr;
         gGtk->PushEvent(e);
         return TRUE;
     }
@@ -424,6 +444,7 @@ public:
         if (!w) return;
         ForgetWindow(window);
         if (pointerWindow == window) pointerWindow = nullptr;
+        if (grabWindow == window) grabWindow = nullptr;
         if (w->sizeCheck) g_source_remove(w->sizeCheck);
         if (w->toplevel) {
             // Windows placed in this one lose their widgets with it.
@@ -998,6 +1019,7 @@ public:
     }
 
     CPWnd* pointerWindow = nullptr;
+    CPWnd* grabWindow = nullptr;  // took the press of the button held now
     tagPOINT pointer{0, 0};
 
 private:
