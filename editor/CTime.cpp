@@ -173,6 +173,16 @@ void CTime::Refresh() {
     OnDraw();
 }
 
+void CTime::KeepInView(long frame) {
+    tagRECT client;
+    GetClientRect(client);
+    constexpr int kMargin = 20;
+    const int x = static_cast<int>(std::max(ToPix(frame), 3L));
+    const int scroll = GetViewScrollX();
+    if (x >= scroll + 3 && x < scroll + client.right - kMargin) return;
+    SetViewScrollX(std::max(0, x - kMargin), false);
+}
+
 // ---- Drawing -------------------------------------------------------------------------
 
 void CTime::OnDraw() {

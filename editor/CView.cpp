@@ -207,7 +207,10 @@ void CView::PlayLoop(bool) {
     inLoop = 1;
     while (speed != 0) {
         NextFrame(true);
-        if (pTime) pTime->Refresh();
+        if (pTime) {
+            pTime->KeepInView(gCurFrame);
+            pTime->Refresh();
+        }
         ShowCode(gCurFrame);
 
         void* window = nullptr;

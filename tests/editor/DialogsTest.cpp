@@ -39,6 +39,7 @@ TEST_F(PrepDialog, PreviewShowsTheDialogAgainAndCancelRestoresAllSix) {
     pDoc->videoColors = 1;
     pDoc->matteBorder = 10;
     pDoc->ignoreAlpha = 1;
+    pDoc->modified = 0;
     QueueMenu(1025);
     Click(kPrep.Value(), 0);        // video safe off
     Click(kPrep.Value(), 7);        // tint
@@ -52,6 +53,7 @@ TEST_F(PrepDialog, PreviewShowsTheDialogAgainAndCancelRestoresAllSix) {
     EXPECT_EQ(1, pDoc->ignoreAlpha);
     EXPECT_EQ('2', pDoc->contrastCode[0]);
     EXPECT_EQ(1, GetIniItem("VideoColors", -1));
+    EXPECT_EQ(0, pDoc->modified);  // nothing changed, and the show says so
 
     QueueMenu(1025);
     Click(kPrep.Value(), 0);

@@ -259,6 +259,70 @@ TEST_F(StageTest, ControlClickOnTheFrameOpensTheKeyDialog) {
     EXPECT_EQ(backend->Pending(), 0u);
 }
 
+// Where a window's client area starts on the screen.
+tagPOINT Origin(CPWnd* w) {
+    return tagPOINT{w->winRect.left + w->GetBorderSize(), w->winRect.top + w->GetCaptionSize() + w->GetMenuSize()};
+}
+
+// Where a point local to `from` lies in `to`'s local coordinates.
+tagPOINT Across(CPWnd* from, int x, int y, CPWnd* to) {
+    const tagPOINT a = Origin(from);
+    const tagPOINT b = Origin(to);
+    return tagPOINT{x + a.x - b.x, y + a.y - b.y};
+}
+
+TEST_F(StageTest, ADragLetGoOverAnotherWindowOrOutsideEndsOnTheStageAndKeepsTheKey) {
+    // Moved down over the timeline and released there: the stage gets the
+    // move and the release.
+    backend->MouseDown(stage, 200, 150);
+    backend->MouseMove(timeline, 300, 20);
+    backend->MouseUp(timeline, 300, 20);
+    Pump();
+    const tagPOINT end = Across(timeline, 300, 20, stage);
+    ASSERT_GT(end.y, 300);  // below the stage
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].horizontalPos, 2.0f * static_cast<float>(end.x));
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].verticalPos, 2.0f * static_cast<float>(end.y));
+
+    // Resized over the status area and let go outside every window: the
+    // width follows the pointer all the same.
+    SetKeys({CameraKey(0, 400, 300, 200)});
+    const StageFrame f = FrameOf(stage);
+    backend->MouseDown(stage, f.corner[2].x, f.corner[2].y);
+    const tagPOINT over = Across(stage, f.corner[2].x + 40, f.corner[2].y, frame.get());
+    backend->MouseMove(frame.get(), over.x, over.y);
+    backend->MouseUp(nullptr, Origin(stage).x + f.corner[2].x + 40, Origin(stage).y + f.corner[2].y);
+    Pump();
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].width, 4.0f * static_cast<float>(f.halfWidth + 40));
+    // Redrawn: the guide line through the centre is black again, not inverted.
+    const StageFrame after = FrameOf(stage);
+    EXPECT_EQ(GetWindowPixel(stage, after.centre.x + 2, after.centre.y), 0);
+
+    // The grab ends with the release: a later move over the timeline is its own.
+    backend->MouseMove(timeline, 300, 20);
+    Pump();
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(stage->workingKey.width, pDoc->keys[0][0].width);
+}
+
+TEST_F(StageTest, ThePictureIsReducedWithTheAreaFilterWhateverTheKeysTurn) {
+    // A fine pattern: point sampling and the area filter tell apart.
+    for (int row = 0; row < 600; row++) {
+        uint8_t* p = pDoc->GetBitsAdd(row);
+        for (int x = 0; x < 800; x++) p[3 * x] = p[3 * x + 1] = p[3 * x + 2] = ((x + row) & 1) ? 255 : 0;
+    }
+    SetKeys({CameraKey(0, 400, 300, 200), CameraKey(50, 400, 300, 200)});
+    pDoc->keys[0][1].rotation3 = 30.0f;
+    pDoc->useRotation = pDoc->HasRotationInShow(0);
+    ASSERT_TRUE(pDoc->useRotation);
+    stage->OnDraw();
+    // Every stage pixel of the picture is the grey average of its 2 x 2 cell.
+    for (int y = 20; y < 280; y += 37)
+        for (int x = 20; x < 380; x += 41) EXPECT_TRUE(Near(GetWindowPixel(stage, x, y), 0x7F7F7F)) << x << "," << y;
+    EXPECT_TRUE(pDoc->useRotation);
+}
+
 TEST_F(StageTest, ThePictureFollowsLoadsIntoTheSameMemoryAndTheScale) {
     // At 50 % the picture's top half is the stage's first 150 rows.
     EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 50), kRed));
