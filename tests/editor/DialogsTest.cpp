@@ -1,6 +1,8 @@
 // The picture preparation and advanced options dialogs, and the status texts.
 #include "EditorTestUtil.h"
 
+#include "image/CDIB.h"
+
 namespace {
 
 // Where to click in a dialog that the frame shows over the stage at 50, 50.
@@ -39,6 +41,10 @@ TEST_F(PrepDialog, PreviewShowsTheDialogAgainAndCancelRestoresAllSix) {
     pDoc->videoColors = 1;
     pDoc->matteBorder = 10;
     pDoc->ignoreAlpha = 1;
+    // A picture on disk, which every press reloads.
+    CDIB picture(40, 30, 24);
+    MakePathSpec(pDoc->pictureFile[0], (folder / "picture.tga").c_str());
+    ASSERT_EQ(1, picture.Save(&pDoc->pictureFile[0], 0));
     pDoc->modified = 0;
     QueueMenu(1025);
     Click(kPrep.Value(), 0);        // video safe off

@@ -307,19 +307,30 @@ TEST_F(StageTest, ADragLetGoOverAnotherWindowOrOutsideEndsOnTheStageAndKeepsTheK
 }
 
 TEST_F(StageTest, ThePictureIsReducedWithTheAreaFilterWhateverTheKeysTurn) {
-    // A fine pattern: point sampling and the area filter tell apart.
+    // Noise: only the area filter gives every cell's average.
+    auto grey = [](int x, int row) { return static_cast<uint8_t>((x * 2654435761u + row * 40503u) >> 13); };
     for (int row = 0; row < 600; row++) {
         uint8_t* p = pDoc->GetBitsAdd(row);
-        for (int x = 0; x < 800; x++) p[3 * x] = p[3 * x + 1] = p[3 * x + 2] = ((x + row) & 1) ? 255 : 0;
+        for (int x = 0; x < 800; x++) p[3 * x] = p[3 * x + 1] = p[3 * x + 2] = grey(x, row);
     }
-    SetKeys({CameraKey(0, 400, 300, 200), CameraKey(50, 400, 300, 200)});
+    SetKeys({CameraKey(0, 780, 580, 20), CameraKey(50, 780, 580, 20)});  // the frame off the samples
     pDoc->keys[0][1].rotation3 = 30.0f;
     pDoc->useRotation = pDoc->HasRotationInShow(0);
     ASSERT_TRUE(pDoc->useRotation);
+    frame->HandleEvent(kMsgMenu, kCmdZoomOut, 0);  // 25 %: 4 x 4 cells
+    ASSERT_FLOAT_EQ(stage->scale, 0.25f);
     stage->OnDraw();
-    // Every stage pixel of the picture is the grey average of its 2 x 2 cell.
-    for (int y = 20; y < 280; y += 37)
-        for (int x = 20; x < 380; x += 41) EXPECT_TRUE(Near(GetWindowPixel(stage, x, y), 0x7F7F7F)) << x << "," << y;
+    // The stage shows the picture as the area filter reduces it.
+    CDIB reduced(200, 150, 32);
+    pDoc->useRotation = 0;
+    ASSERT_TRUE(reduced.FilterCrop(pDoc, 0.0f, 0.0f, 800.0f, 600.0f, 0.0f, 0.0f, 0.0f, 0, 100, 0));
+    pDoc->useRotation = 1;
+    for (int y = 10; y < 140; y += 17) {
+        for (int x = 10; x < 190; x += 21) {
+            const uint8_t* p = reduced.GetBitsAdd(149 - y) + 4 * x;
+            EXPECT_TRUE(Near(GetWindowPixel(stage, x, y), p[2] | p[1] << 8 | p[0] << 16)) << x << "," << y;
+        }
+    }
     EXPECT_TRUE(pDoc->useRotation);
 }
 
