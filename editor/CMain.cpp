@@ -32,12 +32,14 @@ namespace {
 constexpr long kBlack = 0x000000;
 constexpr long kStatusGrey = 0xC0C0C0;
 constexpr int kLogoResource = 113;
+constexpr int kHintRow = 29;  // the hint's top above the status area's bottom
 constexpr int kShowBufferSize = 8192;
 // Show files are far smaller; anything larger is not one.
 constexpr long kLargestShowFile = 1 << 20;
 
 constexpr int kItemChecked = 1;
 constexpr int kItemDisabled = 2;
+constexpr int kItemOption = 8;  // carries a check mark; actions carry none
 
 const char* const kShowFilter = "Glimmerstroll Files (*.gsx)|*.gsx|All Files (*.*)|*.*|";
 
@@ -146,7 +148,7 @@ int RowFlags(const MenuRow& row) {
     case Start::Straight: checked = (value & 0xF0) != 0; break;
     case Start::Equals: checked = value == row.match; break;
     }
-    return checked ? kItemChecked : 0;
+    return kItemOption | (checked ? kItemChecked : 0);
 }
 
 // ---- Option toggles ---------------------------------------------------------
@@ -418,8 +420,14 @@ std::string FindManual() {
             dir + "/../README.md",
             dir + "/../../README.md",
         };
-        for (const std::string& c : candidates)
-            if (Readable(c)) return c;
+        for (const std::string& c : candidates) {
+            if (!Readable(c)) continue;
+            // Named without "..": the path a user can read and type.
+            char* resolved = realpath(c.c_str(), nullptr);
+            const std::string path = resolved ? resolved : c;
+            std::free(resolved);
+            return path;
+        }
     }
 #ifdef GS_SOURCE_DIR
     if (Readable(GS_SOURCE_DIR "/README.md")) return GS_SOURCE_DIR "/README.md";
@@ -466,8 +474,10 @@ void MakeStatusTexts(const KeyStruct& key, StatusTexts& out) {
     const int picture = std::clamp(pDoc->FindCurPic(gCurFrame), 0, kPictureSlots - 1);
     char name[256];
     BareName(pDoc->pictureFile[picture], name, sizeof name);
-    Append(line, size, " / ");
-    Append(line, size, name);
+    if (name[0]) {  // no picture: no empty item at the end
+        Append(line, size, " / ");
+        Append(line, size, name);
+    }
 }
 
 // ---- Construction -----------------------------------------------------------------
@@ -534,7 +544,10 @@ long CMain::HandleEvent(unsigned int msg, long wParam, long lParam) {
     case kMsgClose: Close(); break;
     case kMsgMouseDown: closeButton.Check(PointX(lParam), PointY(lParam), 1); break;
     case kMsgMouseUp: ReleaseAt(PointX(lParam), PointY(lParam)); break;
-    case kMsgMouseMoved: ChangeCursor(0); break;
+    case kMsgMouseMoved:
+        ChangeCursor(0);
+        SetHint(nullptr);
+        break;
     case kMsgMenu:
         Command(static_cast<int>(wParam));
         SetEditMenuOptions();
@@ -1260,10 +1273,31 @@ void CMain::ShowStats(KeyStruct& key) {
     DrawText(kBlack, texts.width, x, bottom - 29, kAlignLeft);
     if (gShowRotation) DrawText(kBlack, texts.rotation, x, bottom - 19, kAlignLeft);
     DrawText(kBlack, texts.line, (r.right - r.left) / 2, bottom - 13, kAlignCentre);
+    if (hint) DrawText(kBlack, hint, (r.right - r.left) / 2, bottom - kHintRow, kAlignCentre);
 
     tagRECT close{left + 57, bottom - 70, left + 57 + 18, bottom - 70 + 18};
     closeButton.SetPos(close);
     closeButton.Draw();
+    SelectFont(previousFont);
+}
+
+const char* const kStageHint =
+    "Stage: drag the frame to move it, a corner to size it; Ctrl-drag the top-left corner to tilt; "
+    "right-click (or Alt-click) for the key dialog";
+
+void CMain::SetHint(const char* text) {
+    if (text == hint) return;
+    hint = text;
+    // Only the hint's row is drawn again.
+    PortSaver port(this);
+    tagRECT r;
+    GetClientRect(r);
+    const tagRECT row{r.left + 100, r.bottom - kHintRow - 2, r.right, r.bottom - kHintRow + 13};
+    DrawBar(kStatusGrey, row);
+    if (!hint) return;
+    void* previousFont = GetSelectedFont();
+    SelectFont(Sans10);
+    DrawText(kBlack, hint, (r.right - r.left) / 2, r.bottom - kHintRow, kAlignCentre);
     SelectFont(previousFont);
 }
 

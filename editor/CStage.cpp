@@ -24,6 +24,7 @@ constexpr long kGridGrey = 10526880;    // grid lines around the picture
 constexpr long kPathColour = 16711680;  // the camera path (blue)
 constexpr int kGridStep = 32;           // stage pixels between grid lines
 constexpr int kPathReach = 7;           // pixels within which a path key is hit
+constexpr int kPathPen = 2;             // the camera path's width, to be seen on any picture
 
 int Trunc(float v) { return static_cast<int>(v); }
 
@@ -308,7 +309,7 @@ void CStage::OnDraw() {
     if (showPath) {
         KeyStruct* keys = nullptr;
         const int count = PictureKeys(CurrentPicture(), keys);
-        if (pDoc) DrawCurve(kPathColour, count, keys, pDoc->easeType, left, top, scale, 1);
+        if (pDoc) DrawCurve(kPathColour, count, keys, pDoc->easeType, left, top, scale, kPathPen);
     }
     DrawCamera(false);
     if (gMainWindowPtr) gMainWindowPtr->ShowStats(workingKey);
@@ -431,6 +432,7 @@ void CStage::SecondaryRelease(int x, int y) {
 }
 
 void CStage::Hover(int x, int y, int flags) {
+    if (gMainWindowPtr) gMainWindowPtr->SetHint(kStageHint);
     switch (MouseCheck(x, y, flags)) {
     case kStageMove: ChangeCursor(13); return;
     case kStageResize: ChangeCursor(8); return;

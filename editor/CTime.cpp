@@ -523,7 +523,10 @@ long CTime::HandleEvent(unsigned int msg, long wParam, long lParam) {
     case kMsgPaint: OnDraw(); break;
     case kMsgClose: PostAMessage(this, kMsgFinished, 0, 0); break;
     case kMsgMouseDown: Press(x, y); break;
-    case kMsgMouseMoved: Move(x, y); break;
+    case kMsgMouseMoved:
+        if (gMainWindowPtr) gMainWindowPtr->SetHint(nullptr);
+        Move(x, y);
+        break;
     case kMsgMouseUp: Release(x, wParam); break;
     case kMsgSecondaryUp: SecondaryRelease(x, y); break;
     case kMsgEndDrag: ClearDrags(); break;

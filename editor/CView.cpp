@@ -293,7 +293,10 @@ long CView::HandleEvent(unsigned int msg, long wParam, long lParam) {
         }
         break;
     }
-    case kMsgMouseMoved: ChangeCursor(1); break;
+    case kMsgMouseMoved:
+        ChangeCursor(1);
+        if (gMainWindowPtr) gMainWindowPtr->SetHint(nullptr);
+        break;
     case kMsgKeyDown:
     case kMsgCommandKey:
         if (wParam != 1024 && gMainWindowPtr) gMainWindowPtr->HandleEvent(msg, wParam, lParam);

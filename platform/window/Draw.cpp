@@ -23,11 +23,12 @@ enum class Op { Fill, FillEvenOdd, Stroke };
 struct Shape {
     Op op = Op::Fill;
     double lineWidth = 1;
+    bool smooth = false;  // anti-aliased (slanted lines and curves drawn in copy mode)
     std::function<void(cairo_t*)> path;
 };
 
 void Prepare(cairo_t* cr, const Shape& shape) {
-    cairo_set_antialias(cr, CAIRO_ANTIALIAS_NONE);
+    cairo_set_antialias(cr, shape.smooth ? CAIRO_ANTIALIAS_GOOD : CAIRO_ANTIALIAS_NONE);
     cairo_set_line_width(cr, shape.lineWidth);
     cairo_set_line_cap(cr, CAIRO_LINE_CAP_SQUARE);
     cairo_set_line_join(cr, CAIRO_LINE_JOIN_MITER);
@@ -138,13 +139,16 @@ int Pen(int pen) { return pen < 1 ? 1 : pen; }
 // laid as the area between an outer and an inner outline.
 void Frame(long colour, const tagRECT& r, int pen, int mode,
            const std::function<void(cairo_t*, double, double, double, double, double)>& outline,
-           double corner) {
+           double corner, bool curved) {
     if (r.right < r.left || r.bottom < r.top) return;
     const double p = Pen(pen);
     const double w = r.right + 1.0 - r.left;
     const double h = r.bottom + 1.0 - r.top;
     Shape shape;
     shape.op = Op::FillEvenOdd;
+    // Curved frames are smoothed; an inverting one stays exact, so that
+    // drawing it twice takes it away.
+    shape.smooth = mode == kDrawCopy && curved;
     shape.path = [&](cairo_t* cr) {
         outline(cr, r.left, r.top, w, h, corner);
         if (w - 2 * p > 0 && h - 2 * p > 0) outline(cr, r.left + p, r.top + p, w - 2 * p, h - 2 * p, corner - p);
@@ -169,6 +173,10 @@ void Lines(long colour, int pen, int count, const tagPOINT* points, bool closed,
     Shape shape;
     shape.op = Op::Stroke;
     shape.lineWidth = p;
+    // Slanted lines in copy mode are smoothed; level and upright ones are
+    // exact already, and inverting outlines must stay exact.
+    for (int i = 1; i < count && mode == kDrawCopy; i++)
+        if (points[i].x != points[i - 1].x && points[i].y != points[i - 1].y) shape.smooth = true;
     shape.path = [&](cairo_t* cr) {
         const double o = p / 2.0;
         cairo_move_to(cr, points[0].x + o, points[0].y + o);
@@ -214,7 +222,7 @@ void SetBackColor(long colour) { gBackColour = colour; }
 long GetColor() { return gPenColour; }
 long GetBackColor() { return gBackColour; }
 
-void DrawBox(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, RectOutline, 0); }
+void DrawBox(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, RectOutline, 0, false); }
 
 void DrawBar(long colour, const tagRECT& r) {
     if (r.right <= r.left || r.bottom <= r.top) return;
@@ -233,7 +241,7 @@ void DrawLine(long colour, int x1, int y1, int x2, int y2, int pen, int mode) {
 }
 
 void DrawRoundBox(long colour, const tagRECT& r, int corner, int pen, int mode) {
-    Frame(colour, r, pen, mode, RoundedPath, corner);
+    Frame(colour, r, pen, mode, RoundedPath, corner, corner > 0);
 }
 
 void DrawRoundBar(long colour, const tagRECT& r, int corner) {
@@ -243,7 +251,7 @@ void DrawRoundBar(long colour, const tagRECT& r, int corner) {
     Render(colour, kDrawCopy, shape);
 }
 
-void DrawCir(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, EllipseOutline, 0); }
+void DrawCir(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, EllipseOutline, 0, true); }
 
 void DrawCirBar(long colour, const tagRECT& r) {
     if (r.right <= r.left || r.bottom <= r.top) return;

@@ -659,10 +659,16 @@ public:
         if (model.separator) {
             item = gtk_separator_menu_item_new();
         } else {
-            item = gtk_check_menu_item_new_with_label(LayerUtf8(model.label, 63).c_str());
-            gMenuUpdating = true;
-            gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
-            gMenuUpdating = false;
+            // Options carry a check mark; actions are plain items.
+            const std::string label = LayerUtf8(model.label, 63);
+            if (model.checkable) {
+                item = gtk_check_menu_item_new_with_label(label.c_str());
+                gMenuUpdating = true;
+                gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
+                gMenuUpdating = false;
+            } else {
+                item = gtk_menu_item_new_with_label(label.c_str());
+            }
             gtk_widget_set_sensitive(item, model.enabled);
             if (model.shortcut) {
                 const guint keyval = gdk_unicode_to_keyval(static_cast<guint32>(model.shortcut));
@@ -682,11 +688,13 @@ public:
         auto found = menus.find(menu);
         if (found == menus.end() || m < 0 || m >= kMenuCount || i < 0 || i >= kMenuItems) return;
         GtkWidget* item = found->second.items[m][i];
-        if (!item || !GTK_IS_CHECK_MENU_ITEM(item)) return;
+        if (!item || GTK_IS_SEPARATOR_MENU_ITEM(item)) return;
         const CPMenu::Item& model = menu->menus[m].items[i];
-        gMenuUpdating = true;
-        gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
-        gMenuUpdating = false;
+        if (GTK_IS_CHECK_MENU_ITEM(item)) {
+            gMenuUpdating = true;
+            gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
+            gMenuUpdating = false;
+        }
         gtk_widget_set_sensitive(item, model.enabled);
     }
 
@@ -763,10 +771,27 @@ public:
 
     // ---- Standard boxes and dialogs ----------------------------------------------------
 
+    // A message or question box wide enough for its whole title (with room
+    // for the window manager's buttons beside it) and a comfortable line.
+    static void FitTitle(GtkWidget* dialog, const char* title) {
+        PangoLayout* layout = gtk_widget_create_pango_layout(dialog, LayerUtf8(title, 255).c_str());
+        PangoFontDescription* bold = pango_font_description_from_string("Sans Bold 11");
+        pango_layout_set_font_description(layout, bold);
+        int width = 0, height = 0;
+        pango_layout_get_pixel_size(layout, &width, &height);
+        pango_font_description_free(bold);
+        g_object_unref(layout);
+        constexpr int kTitleRoom = 180;   // close button, margins
+        constexpr int kLeastWidth = 380;
+        gtk_window_set_default_size(GTK_WINDOW(dialog), std::max(width + kTitleRoom, kLeastWidth), -1);
+    }
+
     void ShowError(const char* text) override {
         GtkWidget* dialog = gtk_message_dialog_new(ParentWindow(), GTK_DIALOG_MODAL, GTK_MESSAGE_ERROR,
                                                    GTK_BUTTONS_OK, "%s", LayerUtf8(text, 255).c_str());
-        gtk_window_set_title(GTK_WINDOW(dialog), gEnv.programName[0] ? gEnv.programName : "Glimmerstroll");
+        const char* title = gEnv.programName[0] ? gEnv.programName : "Glimmerstroll";
+        gtk_window_set_title(GTK_WINDOW(dialog), title);
+        FitTitle(dialog, title);
         gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
     }
@@ -775,6 +800,7 @@ public:
         GtkWidget* dialog = gtk_message_dialog_new(ParentWindow(), GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION,
                                                    GTK_BUTTONS_YES_NO, "%s", LayerUtf8(text, 255).c_str());
         gtk_window_set_title(GTK_WINDOW(dialog), LayerUtf8(title, 255).c_str());
+        FitTitle(dialog, title);
         const int response = gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
         return response == GTK_RESPONSE_YES ? 1 : 0;
@@ -787,6 +813,7 @@ public:
                                GTK_RESPONSE_YES, nullptr);
         gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_YES);
         gtk_window_set_title(GTK_WINDOW(dialog), LayerUtf8(title, 255).c_str());
+        FitTitle(dialog, title);
         const int response = gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
         return response == GTK_RESPONSE_YES ? 1 : response == GTK_RESPONSE_NO ? 0 : -1;
