@@ -148,6 +148,10 @@ TEST_F(EditorFrameTest, StatusTextsFollowTheKeyAndTheOptions) {
     EXPECT_STREQ("29.97 fps / Draft Mode / Field order swapped / Motion Blur / Pre-Blur / Con / Alpha / lake",
                  texts.line);
     gFrameRate = 2500;
+    // Without a picture the line ends with the last option.
+    pDoc->pictureFile[0].name[0] = 0;
+    MakeStatusTexts(key, texts);
+    EXPECT_STREQ("25.00 fps / Draft Mode / Field order swapped / Motion Blur / Pre-Blur / Con / Alpha", texts.line);
 }
 
 }  // namespace

@@ -299,9 +299,14 @@ TEST_F(StageTest, ADragLetGoOverAnotherWindowOrOutsideEndsOnTheStageAndKeepsTheK
     const StageFrame after = FrameOf(stage);
     EXPECT_EQ(GetWindowPixel(stage, after.centre.x + 2, after.centre.y), 0);
 
-    // The grab ends with the release: a later move over the timeline is its own.
+    // The grab ends with the release: a later move over the timeline is its
+    // own (and takes the stage's hint away).
+    backend->MouseMove(stage, 5, 5);
+    Pump();
+    EXPECT_STREQ(kStageHint, frame->Hint());
     backend->MouseMove(timeline, 300, 20);
     Pump();
+    EXPECT_EQ(nullptr, frame->Hint());
     EXPECT_EQ(stage->dragMode, kStageNoDrag);
     EXPECT_FLOAT_EQ(stage->workingKey.width, pDoc->keys[0][0].width);
 }
