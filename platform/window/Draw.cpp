@@ -52,8 +52,9 @@ void Render(long colour, int mode, const Shape& shape) {
     CPWnd* window = gPort;
     cairo_surface_t* surface = window ? WindowSurface(window) : nullptr;
     if (!surface) return;
-    const int width = cairo_image_surface_get_width(surface);
-    const int height = cairo_image_surface_get_height(surface);
+    const int scale = SurfaceScaleOf(surface);
+    const int width = cairo_image_surface_get_width(surface) / scale;
+    const int height = cairo_image_surface_get_height(surface) / scale;
 
     cairo_t* cr = cairo_create(surface);
     cairo_translate(cr, -window->origin.x, -window->origin.y);
@@ -81,9 +82,12 @@ void Render(long colour, int mode, const Shape& shape) {
     } else {
         cairo_new_path(cr);
         cairo_destroy(cr);
-        // Rasterise the shape into a mask, then flip the bits it covers.
-        cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, right - left, bottom - top);
+        // Rasterise the shape into a mask (in device pixels), then flip the
+        // bits it covers.
+        cairo_surface_t* mask =
+            cairo_image_surface_create(CAIRO_FORMAT_A8, (right - left) * scale, (bottom - top) * scale);
         cairo_t* mcr = cairo_create(mask);
+        cairo_scale(mcr, scale, scale);
         cairo_translate(mcr, -left - window->origin.x, -top - window->origin.y);
         Prepare(mcr, shape);
         cairo_set_source_rgba(mcr, 0, 0, 0, 1);
@@ -97,13 +101,14 @@ void Render(long colour, int mode, const Shape& shape) {
         const int mstride = cairo_image_surface_get_stride(mask);
         unsigned char* d = cairo_image_surface_get_data(surface);
         const int dstride = cairo_image_surface_get_stride(surface);
-        for (int y = top; y < bottom; y++) {
-            const unsigned char* mrow = m + (y - top) * mstride;
+        for (int y = top * scale; y < bottom * scale; y++) {
+            const unsigned char* mrow = m + (y - top * scale) * mstride;
             auto* drow = reinterpret_cast<uint32_t*>(d + y * dstride);
-            for (int x = left; x < right; x++)
-                if (mrow[x - left] >= 128) drow[x] ^= flip;
+            for (int x = left * scale; x < right * scale; x++)
+                if (mrow[x - left * scale] >= 128) drow[x] ^= flip;
         }
-        cairo_surface_mark_dirty_rectangle(surface, left, top, right - left, bottom - top);
+        cairo_surface_mark_dirty_rectangle(surface, left * scale, top * scale, (right - left) * scale,
+                                           (bottom - top) * scale);
         cairo_surface_destroy(mask);
     }
     PresentArea(window, left, top, right, bottom);
@@ -405,6 +410,9 @@ void RubberPolygon(const tagPOINT* points, int count, long colour, int width) {
 
 long GetWindowPixel(CPWnd* window, int x, int y) {
     cairo_surface_t* surface = window ? WindowSurface(window) : nullptr;
+    const int scale = SurfaceScaleOf(surface);
+    x *= scale;
+    y *= scale;
     if (!surface || x < 0 || y < 0 || x >= cairo_image_surface_get_width(surface) ||
         y >= cairo_image_surface_get_height(surface))
         return -1;

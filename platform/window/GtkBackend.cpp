@@ -745,6 +745,15 @@ public:
         if (GdkDisplay* display = gdk_display_get_default()) gdk_display_beep(display);
     }
 
+    // The desktop's scale factor (GDK_SCALE, or the monitor's own).
+    int SurfaceScale() override {
+        GdkDisplay* display = gdk_display_get_default();
+        if (!display) return 1;
+        GdkMonitor* monitor = gdk_display_get_primary_monitor(display);
+        if (!monitor && gdk_display_get_n_monitors(display) > 0) monitor = gdk_display_get_monitor(display, 0);
+        return monitor ? std::max(1, gdk_monitor_get_scale_factor(monitor)) : 1;
+    }
+
     void ScreenSize(long& width, long& height) override {
         width = 1280;
         height = 1024;

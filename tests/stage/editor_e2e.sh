@@ -130,8 +130,14 @@ sleep 1
 shot "start"
 
 # ---- File > Load Picture (command-E), typing the path into the file chooser ------------------
-xdotool key ctrl+e
-xdotool search --sync --onlyvisible --name '^Open$' >/dev/null || fail "no file dialog"
+# (The window manager may not have given the editor the focus yet: ask again.)
+for attempt in 1 2 3; do
+    xdotool search --onlyvisible --name 'show.gsx - Glimmerstroll' windowactivate --sync >/dev/null 2>&1 || true
+    xdotool key ctrl+e
+    sleep 1.5
+    xdotool search --onlyvisible --name '^Open$' >/dev/null && break
+done
+xdotool search --onlyvisible --name '^Open$' >/dev/null || fail "no file dialog"
 sleep 0.5
 xdotool key ctrl+l
 sleep 0.3
@@ -289,6 +295,13 @@ x, _, y = struct.unpack_from('<3f', data, 274)
 print(round(x), round(y))
 EOF
 }
+# ---- the editor at scale 2: twice as large and as sharp ---------------------------------------
+export GDK_SCALE=2
+start_editor
+shot "stage-scale-2"
+apply_and_close
+unset GDK_SCALE
+
 start_editor
 shot "reopened"
 read -r x_before y_before <<<"$(key0)"
@@ -307,12 +320,5 @@ echo "key 0 from $x_before,$y_before to $x_after,$y_after (wanted about $x_befor
 [ $(( x_after - x_before )) -ge -3 ] && [ $(( x_after - x_before )) -le 3 ] || fail "the drag moved sideways"
 [ $(( y_after - want_y )) -ge -4 ] && [ $(( y_after - want_y )) -le 4 ] \
     || fail "a drag let go over the timeline lost its key: $y_after, wanted $want_y"
-
-# ---- the editor at scale 2: twice as large and as sharp ---------------------------------------
-export GDK_SCALE=2
-start_editor
-shot "stage-scale-2"
-apply_and_close
-unset GDK_SCALE
 
 echo "editor end to end: passed; screenshots in $art"
