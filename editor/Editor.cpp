@@ -67,8 +67,9 @@ int RunEditorFor(EditorHost* host, const char* showPath) {
         MakePathSpec(file, showPath);
         struct stat info;
         if (stat(showPath, &info) == 0) {
-            // Drawn first, so that a message about the file stands in front
-            // of a painted editor, not an empty window.
+            // Named and drawn first, so that a message about the file stands
+            // in front of a painted editor, not an empty window.
+            frame->SetShowTitle(file.name);
             PostAMessage(nullptr, kMsgPaint, 0, 0);
             if (!frame->OpenDocumentFile(&file, true)) {
                 delete frame;
