@@ -87,7 +87,10 @@ TEST_F(EditorFrameTest, OnItsOwnAShowKeepsItsLengthAndTheTimelineFollowsIt) {
         int scale;    // at 25 fps: 10 below 8 s, 5 below 3 s
     } rows[] = {{&saved, 175, 10}, {&unsaved, 101, 10}};
     for (const auto& row : rows) {
-        ASSERT_TRUE(frame->OpenDocumentFile(row.file, true));
+        pDoc->modified = 0;
+        backend->AnswerOpenFile(row.file->name);  // Load Show, as a user chooses it
+        Choose(2004);
+        ASSERT_STREQ(frame->showFile.name, row.file->name);
         EXPECT_EQ(row.length, pDoc->showLength);
         EXPECT_EQ(row.scale, pTime->timeScale) << row.length;
         EXPECT_EQ(pTime->ToPix(row.length), pTime->hScroll.maximum) << row.length;

@@ -322,9 +322,10 @@ TEST_F(StageTest, ThePictureIsReducedWithTheAreaFilterWhateverTheKeysTurn) {
     pDoc->keys[0][1].rotation3 = 30.0f;
     pDoc->useRotation = pDoc->HasRotationInShow(0);
     ASSERT_TRUE(pDoc->useRotation);
-    frame->HandleEvent(kMsgMenu, kCmdZoomOut, 0);  // 25 %: 4 x 4 cells
+    backend->MenuChoice(kFirstMenuId + 4, 5);  // View > Stage Zoom Out: 25 %, 4 x 4 cells
+    backend->Update(stage);
+    Pump();
     ASSERT_FLOAT_EQ(stage->scale, 0.25f);
-    stage->OnDraw();
     // The stage shows the picture as the area filter reduces it.
     CDIB reduced(200, 150, 32);
     pDoc->useRotation = 0;

@@ -152,8 +152,9 @@ TEST_F(ViewerTest, PlaybackScrollsTheTimelineToKeepTheCurrentFrameInView) {
         backend->now += 120;  // 60 frames a poll
         if (lines.size() == 25) backend->KeyDown(pStage, 'x');
     };
-    gCurFrame = 0;
-    viewer->SetSpeed(1);
+    const tagRECT& play = viewer->buttons[2].rect;
+    backend->Click(viewer, play.left + 5, play.top + 5);
+    Pump();
     backend->onPoll = nullptr;
     ASSERT_EQ(lines.size(), 25u);
     ASSERT_GT(timeline->ToPix(gCurFrame), client.right);  // played well past the first page
