@@ -216,7 +216,7 @@ int RunDemoCommand(RenderText t) {
 
 // `edit` runs the editor program installed beside this one (glimmerstroll-edit),
 // so that this tool never loads a windowing library.
-int RunEditCommand(std::string showPath) {
+int RunEditCommand(std::string showPath, std::string fps) {
     std::string program = "glimmerstroll-edit";
     char self[4096];
     const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
@@ -226,6 +226,11 @@ int RunEditCommand(std::string showPath) {
         program = path.substr(0, path.rfind('/') + 1) + program;
     }
     std::vector<char*> args{program.data()};
+    std::string fpsOption = "--fps";
+    if (!fps.empty()) {
+        args.push_back(fpsOption.data());
+        args.push_back(fps.data());
+    }
     if (!showPath.empty()) args.push_back(showPath.data());
     args.push_back(nullptr);
     execv(program.c_str(), args.data());
@@ -305,6 +310,8 @@ int main(int argc, char** argv) {
     std::string editShow;
     CLI::App* edit = app.add_subcommand("edit", "open the editor on a show file (a new one when it does not exist)");
     edit->add_option("show", editShow, "the show file (.gsx); none: an untitled show");
+    std::string editFps;
+    edit->add_option("--fps", editFps, "frame rate the show's frames are counted at: 25, 29.97, 23.976 (default 25)");
 
     // A first word that names no subcommand is a mistyped subcommand: name it
     // and list the real ones, rather than ask for one.
@@ -348,6 +355,6 @@ int main(int argc, char** argv) {
         return code == 0 ? 0 : Fail(error, code);
     }
     if (demo->parsed()) return RunDemoCommand(demoText);
-    if (edit->parsed()) return RunEditCommand(editShow);
+    if (edit->parsed()) return RunEditCommand(editShow, editFps);
     return Fail("no command given (see glimmerstroll --help)", kExitUsage);
 }

@@ -33,12 +33,14 @@ namespace {
 constexpr long kBlack = 0x000000;
 constexpr long kStatusGrey = 0xC0C0C0;
 constexpr int kLogoResource = 113;
+constexpr int kHintRow = 29;  // the hint's top above the status area's bottom
 constexpr int kShowBufferSize = 8192;
 // Show files are far smaller; anything larger is not one.
 constexpr long kLargestShowFile = 1 << 20;
 
 constexpr int kItemChecked = 1;
 constexpr int kItemDisabled = 2;
+constexpr int kItemOption = 8;  // carries a check mark; actions carry none
 
 const char* const kShowFilter = "Glimmerstroll Files (*.gsx)|*.gsx|All Files (*.*)|*.*|";
 
@@ -147,7 +149,7 @@ int RowFlags(const MenuRow& row) {
     case Start::Straight: checked = (value & 0xF0) != 0; break;
     case Start::Equals: checked = value == row.match; break;
     }
-    return checked ? kItemChecked : 0;
+    return kItemOption | (checked ? kItemChecked : 0);
 }
 
 // ---- Option toggles ---------------------------------------------------------
@@ -261,6 +263,32 @@ long SavedShowLength(const std::string& block) {
     std::memcpy(&length, &word, 4);
     if (static_cast<int32_t>(count) <= 0 || !(length >= 1.0f && length < 1.0e7f)) return 0;
     return static_cast<long>(length);
+}
+
+// The frames a show without a saved length lasts, as the command-line tool
+// counts them: up to its last key (the keys of the first picture record, in
+// either byte order); 0 when it has no key after the first frame.
+long LengthToLastKey(const std::string& block) {
+    constexpr size_t kCount = 8 + 262;
+    constexpr size_t kFirstKey = kCount + 4;
+    constexpr size_t kKeySize = 56;
+    constexpr size_t kTimeWord = 12 * 4;
+    if (block.size() < kFirstKey) return 0;
+    uint16_t magic;
+    std::memcpy(&magic, block.data(), 2);
+    if (magic != 0x1234 && magic != 0x3412) return 0;
+    const bool swap = magic == 0x3412;
+    uint32_t count;
+    std::memcpy(&count, block.data() + kCount, 4);
+    if (swap) count = __builtin_bswap32(count);
+    long last = 0;
+    for (uint32_t k = 0; k < count && kFirstKey + kKeySize * (k + 1) <= block.size(); ++k) {
+        uint32_t time;
+        std::memcpy(&time, block.data() + kFirstKey + kKeySize * k + kTimeWord, 4);
+        if (swap) time = __builtin_bswap32(time);
+        last = std::max(last, static_cast<long>(static_cast<int32_t>(time)));
+    }
+    return last >= 1 ? last + 1 : 0;
 }
 
 bool Neutral(char c) { return c == '1' || c == '2' || c == '3'; }
@@ -393,8 +421,14 @@ std::string FindManual() {
             dir + "/../README.md",
             dir + "/../../README.md",
         };
-        for (const std::string& c : candidates)
-            if (Readable(c)) return c;
+        for (const std::string& c : candidates) {
+            if (!Readable(c)) continue;
+            // Named without "..": the path a user can read and type.
+            char* resolved = realpath(c.c_str(), nullptr);
+            const std::string path = resolved ? resolved : c;
+            std::free(resolved);
+            return path;
+        }
     }
 #ifdef GS_SOURCE_DIR
     if (Readable(GS_SOURCE_DIR "/README.md")) return GS_SOURCE_DIR "/README.md";
@@ -441,8 +475,10 @@ void MakeStatusTexts(const KeyStruct& key, StatusTexts& out) {
     const int picture = std::clamp(pDoc->FindCurPic(gCurFrame), 0, kPictureSlots - 1);
     char name[256];
     BareName(pDoc->pictureFile[picture], name, sizeof name);
-    Append(line, size, " / ");
-    Append(line, size, name);
+    if (name[0]) {  // no picture: no empty item at the end
+        Append(line, size, " / ");
+        Append(line, size, name);
+    }
 }
 
 // ---- Construction -----------------------------------------------------------------
@@ -509,7 +545,10 @@ long CMain::HandleEvent(unsigned int msg, long wParam, long lParam) {
     case kMsgClose: Close(); break;
     case kMsgMouseDown: closeButton.Check(PointX(lParam), PointY(lParam), 1); break;
     case kMsgMouseUp: ReleaseAt(PointX(lParam), PointY(lParam)); break;
-    case kMsgMouseMoved: ChangeCursor(0); break;
+    case kMsgMouseMoved:
+        ChangeCursor(0);
+        SetHint(nullptr);
+        break;
     case kMsgMenu:
         Command(static_cast<int>(wParam));
         SetEditMenuOptions();
@@ -737,6 +776,7 @@ void CMain::NewShow() {
     std::memset(&showFile, 0, sizeof showFile);
     pDoc->ClearShow();
     gShowRotation = 0;
+    if (pTime) pTime->SetMaxTime(pDoc->showLength);
     pDoc->GotoFrame(0, true);
 }
 
@@ -775,7 +815,8 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
     in.Close();
     // On its own the editor has no host to say how long the show is: the
     // show's own length holds (loading cuts the show at the document's).
-    const long saved = data.empty() ? 0 : SavedShowLength(data);
+    long saved = data.empty() ? 0 : SavedShowLength(data);
+    if (saved <= 0 && !data.empty()) saved = LengthToLastKey(data);
     const int32_t previousLength = pDoc->showLength;
     if (host && host->standalone && saved > 0) pDoc->showLength = static_cast<int32_t>(saved);
     if (data.empty() || !pDoc->LoadShow(file, data.data(), refresh, length)) {
@@ -789,6 +830,11 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
     showFile = *file;
     SetShowTitle(showFile.name);
     gShowRotation = pDoc->HasRotationInShow(0);
+    // The timeline's scale and scroll range follow the length just loaded.
+    if (pTime) {
+        pTime->SetMaxTime(pDoc->showLength);
+        pTime->Refresh();
+    }
     return 1;
 }
 
@@ -1071,6 +1117,10 @@ void CMain::ImagePrep() {
     const int32_t oldColour = pDoc->matteColor;
     const long oldContrast = ContrastValue();
     const int32_t oldAlpha = pDoc->ignoreAlpha;
+    // Reloading the pictures marks the show changed; a cancelled dialog
+    // leaves it as it was.
+    const int32_t oldModified = pDoc->modified;
+    bool cancelled = false;
 
     CopySlot(values[kVideo], pDoc->videoColors ? "1" : "");
     CopySlot(values[kPreBlur], pDoc->preBlur ? "1" : "");
@@ -1093,6 +1143,7 @@ void CMain::ImagePrep() {
             SetContrastValue(oldContrast);
             pDoc->ignoreAlpha = oldAlpha;
             ReloadPictures();
+            cancelled = true;
             break;
         }
         pDoc->videoColors = SlotOn(values[kVideo]) ? 1 : 0;
@@ -1114,6 +1165,7 @@ void CMain::ImagePrep() {
     }
     RedrawWindow(this);
     pDoc->GotoFrame(0, true);
+    if (cancelled) pDoc->modified = oldModified;
     SetIniItem("VideoColors", static_cast<long>(pDoc->videoColors));
     SetIniItem("PreBlur", static_cast<long>(pDoc->preBlur));
     SetIniItem("MatteColor", static_cast<long>(pDoc->matteColor));
@@ -1226,10 +1278,31 @@ void CMain::ShowStats(KeyStruct& key) {
     DrawText(kBlack, texts.width, x, bottom - 29, kAlignLeft);
     if (gShowRotation) DrawText(kBlack, texts.rotation, x, bottom - 19, kAlignLeft);
     DrawText(kBlack, texts.line, (r.right - r.left) / 2, bottom - 13, kAlignCentre);
+    if (hint) DrawText(kBlack, hint, (r.right - r.left) / 2, bottom - kHintRow, kAlignCentre);
 
     tagRECT close{left + 57, bottom - 70, left + 57 + 18, bottom - 70 + 18};
     closeButton.SetPos(close);
     closeButton.Draw();
+    SelectFont(previousFont);
+}
+
+const char* const kStageHint =
+    "Stage: drag the frame to move it, a corner to size it; Ctrl-drag the top-left corner to tilt; "
+    "right-click (or Alt-click) for the key dialog";
+
+void CMain::SetHint(const char* text) {
+    if (text == hint) return;
+    hint = text;
+    // Only the hint's row is drawn again.
+    PortSaver port(this);
+    tagRECT r;
+    GetClientRect(r);
+    const tagRECT row{r.left + 100, r.bottom - kHintRow - 2, r.right, r.bottom - kHintRow + 13};
+    DrawBar(kStatusGrey, row);
+    if (!hint) return;
+    void* previousFont = GetSelectedFont();
+    SelectFont(Sans10);
+    DrawText(kBlack, hint, (r.right - r.left) / 2, r.bottom - kHintRow, kAlignCentre);
     SelectFont(previousFont);
 }
 

@@ -105,6 +105,11 @@ public:
     // editor goes to frame 0. The file becomes the show file.
     int OpenDocumentFile(FSpec* file, bool refresh);
 
+    // A one-line help text in the status area (null: none), shown while the
+    // pointer is over a window whose gestures it explains.
+    void SetHint(const char* text);
+    const char* Hint() const { return hint; }
+
     // The show file; empty when the show has none yet.
     FSpec showFile{};
     CPMenu* GetMenu() { return &menu; }
@@ -166,4 +171,8 @@ private:
     CView* viewer = nullptr;
     CEditorLink* previousLink = nullptr;
     bool closing = false;
+    const char* hint = nullptr;
 };
+
+// What the stage's mouse gestures do, for the status area.
+extern const char* const kStageHint;

@@ -24,6 +24,7 @@ constexpr long kGridGrey = 10526880;    // grid lines around the picture
 constexpr long kPathColour = 16711680;  // the camera path (blue)
 constexpr int kGridStep = 32;           // stage pixels between grid lines
 constexpr int kPathReach = 7;           // pixels within which a path key is hit
+constexpr int kPathPen = 2;             // the camera path's width, to be seen on any picture
 
 int Trunc(float v) { return static_cast<int>(v); }
 
@@ -250,10 +251,17 @@ void CStage::DrawPicture(int left, int top, int width, int height) {
         const uint64_t stamp = PictureStamp(*pDoc);
         if (stamp != pictureStamp || scaledPicture.GetWid() != width || scaledPicture.GetHgt() != height) {
             pictureStamp = 0;
-            if (!scaledPicture.Create(width, height, 32) ||
-                !scaledPicture.FilterCrop(pDoc, 0.0f, 0.0f, static_cast<float>(pDoc->GetWid()),
-                                          static_cast<float>(pDoc->GetHgt()), 0.0f, 0.0f, 0.0f, 0, 100, 0))
-                return;
+            // The reduction is axis-aligned: always the area filter, even when
+            // keys of the show turn the camera (which sends the document's
+            // pictures through the rotating sampler).
+            const int32_t rotation = pDoc->useRotation;
+            pDoc->useRotation = 0;
+            const bool made = scaledPicture.Create(width, height, 32) &&
+                              scaledPicture.FilterCrop(pDoc, 0.0f, 0.0f, static_cast<float>(pDoc->GetWid()),
+                                                       static_cast<float>(pDoc->GetHgt()), 0.0f, 0.0f, 0.0f, 0,
+                                                       100, 0);
+            pDoc->useRotation = rotation;
+            if (!made) return;
             pictureStamp = stamp;
         }
         source = &scaledPicture;
@@ -301,7 +309,7 @@ void CStage::OnDraw() {
     if (showPath) {
         KeyStruct* keys = nullptr;
         const int count = PictureKeys(CurrentPicture(), keys);
-        if (pDoc) DrawCurve(kPathColour, count, keys, pDoc->easeType, left, top, scale, 1);
+        if (pDoc) DrawCurve(kPathColour, count, keys, pDoc->easeType, left, top, scale, kPathPen);
     }
     DrawCamera(false);
     if (gMainWindowPtr) gMainWindowPtr->ShowStats(workingKey);
@@ -424,6 +432,7 @@ void CStage::SecondaryRelease(int x, int y) {
 }
 
 void CStage::Hover(int x, int y, int flags) {
+    if (gMainWindowPtr) gMainWindowPtr->SetHint(kStageHint);
     switch (MouseCheck(x, y, flags)) {
     case kStageMove: ChangeCursor(13); return;
     case kStageResize: ChangeCursor(8); return;

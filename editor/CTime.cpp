@@ -173,6 +173,16 @@ void CTime::Refresh() {
     OnDraw();
 }
 
+void CTime::KeepInView(long frame) {
+    tagRECT client;
+    GetClientRect(client);
+    constexpr int kMargin = 20;
+    const int x = static_cast<int>(std::max(ToPix(frame), 3L));
+    const int scroll = GetViewScrollX();
+    if (x >= scroll + 3 && x < scroll + client.right - kMargin) return;
+    SetViewScrollX(std::max(0, x - kMargin), false);
+}
+
 // ---- Drawing -------------------------------------------------------------------------
 
 void CTime::OnDraw() {
@@ -513,7 +523,10 @@ long CTime::HandleEvent(unsigned int msg, long wParam, long lParam) {
     case kMsgPaint: OnDraw(); break;
     case kMsgClose: PostAMessage(this, kMsgFinished, 0, 0); break;
     case kMsgMouseDown: Press(x, y); break;
-    case kMsgMouseMoved: Move(x, y); break;
+    case kMsgMouseMoved:
+        if (gMainWindowPtr) gMainWindowPtr->SetHint(nullptr);
+        Move(x, y);
+        break;
     case kMsgMouseUp: Release(x, wParam); break;
     case kMsgSecondaryUp: SecondaryRelease(x, y); break;
     case kMsgEndDrag: ClearDrags(); break;

@@ -31,6 +31,9 @@ public:
     void SetMaxTime(long frames);
     // Redraws the timeline now.
     void Refresh();
+    // Scrolls so that the line of `frame` is in view (a page on when it has
+    // run past the right edge); playback follows the current frame with it.
+    void KeepInView(long frame);
     void DrawTimeBar();
     void DrawKeyMarker(long colour, tagRECT r, long picture);
     void DrawCutline();

@@ -207,7 +207,10 @@ void CView::PlayLoop(bool) {
     inLoop = 1;
     while (speed != 0) {
         NextFrame(true);
-        if (pTime) pTime->Refresh();
+        if (pTime) {
+            pTime->KeepInView(gCurFrame);
+            pTime->Refresh();
+        }
         ShowCode(gCurFrame);
 
         void* window = nullptr;
@@ -290,7 +293,10 @@ long CView::HandleEvent(unsigned int msg, long wParam, long lParam) {
         }
         break;
     }
-    case kMsgMouseMoved: ChangeCursor(1); break;
+    case kMsgMouseMoved:
+        ChangeCursor(1);
+        if (gMainWindowPtr) gMainWindowPtr->SetHint(nullptr);
+        break;
     case kMsgKeyDown:
     case kMsgCommandKey:
         if (wParam != 1024 && gMainWindowPtr) gMainWindowPtr->HandleEvent(msg, wParam, lParam);

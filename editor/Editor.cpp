@@ -13,6 +13,7 @@
 #include "editor/CMain.h"
 #include "editor/EditorState.h"
 #include "host/EffectEntry.h"
+#include "motion/Timecode.h"
 #include "platform/Env.h"
 #include "platform/Platform.h"
 #include "platform/Settings.h"
@@ -66,6 +67,10 @@ int RunEditorFor(EditorHost* host, const char* showPath) {
         MakePathSpec(file, showPath);
         struct stat info;
         if (stat(showPath, &info) == 0) {
+            // Named and drawn first, so that a message about the file stands
+            // in front of a painted editor, not an empty window.
+            frame->SetShowTitle(file.name);
+            PostAMessage(nullptr, kMsgPaint, 0, 0);
             if (!frame->OpenDocumentFile(&file, true)) {
                 delete frame;
                 return -1;
@@ -151,10 +156,26 @@ int RunEditor() { return RunEditorFor(nullptr, nullptr); }
 
 void InstallEditor() { gRunEditor = RunEditor; }
 
-int EditShowFile(const char* path) {
+int32_t EditorFrameRate(const char* text) {
+    static const struct {
+        const char* name;
+        int32_t rate;
+    } kRates[] = {
+        {"25", 2500},         {"29.97", 2997},   {"30000/1001", 2997},
+        {"23.976", 2397},     {"23.98", 2397},   {"24000/1001", 2397},
+    };
+    for (const auto& row : kRates)
+        if (text && std::strcmp(text, row.name) == 0) return row.rate;
+    return 0;
+}
+
+int EditShowFile(const char* path, int32_t frameRate) {
     InitEnvironment(nullptr, "Glimmerstroll", 0);
     const bool ownDocument = pDoc == nullptr;
     if (ownDocument) pDoc = new CDoc;
+    // Frames are counted at the tool's rate unless the user chose another.
+    gFrameRate = frameRate > 0 ? frameRate
+                               : static_cast<int32_t>(GetIniItem("FrameRate", kEditorFrameRate));
     EditorHost host;
     const int result = RunEditorFor(&host, path);
     if (ownDocument) {

@@ -2,6 +2,7 @@
 // (the glimmerstroll-edit program behind `glimmerstroll edit`).
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 class CMain;
@@ -21,11 +22,21 @@ enum : int {
     kEditFailed = 2,    // the editor could not start (no display, unreadable show)
 };
 
+// The frame rate the stand-alone editor counts a show's frames at unless the
+// user chooses another (the "FrameRate" setting, or --fps): the rate of the
+// command-line tool and the plug-ins, in hundredths of a frame a second.
+constexpr int32_t kEditorFrameRate = 2500;
+
+// The editor's frame rate choices by name ("25", "29.97", "30000/1001",
+// "23.976", "24000/1001"): their rate in hundredths, or 0 for another text.
+int32_t EditorFrameRate(const char* text);
+
 // The stand-alone editor on the show file `path` (null or empty: an untitled
-// show; a file that does not exist yet is created by the first save). Starts
-// the environment and the window backend, runs the editor, and closes the
-// environment again. Returns one of the statuses above.
-int EditShowFile(const char* path);
+// show; a file that does not exist yet is created by the first save) at
+// `frameRate` (hundredths; 0: the "FrameRate" setting, else kEditorFrameRate).
+// Starts the environment and the window backend, runs the editor, and closes
+// the environment again. Returns one of the statuses above.
+int EditShowFile(const char* path, int32_t frameRate = 0);
 
 // Editor scripts drive the editor where there is no display (the headless
 // backend). GLIMMERSTROLL_EDITOR_SCRIPT holds one, read when the editor opens.

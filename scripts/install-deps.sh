@@ -18,6 +18,8 @@ packages=(
   nlohmann-json3-dev
   # real files and real hosts for the tests
   imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
+  # a small window manager under Xvfb: title bars and focus for the editor's end-to-end test
+  openbox
   fonts-dejavu-core
 )
 

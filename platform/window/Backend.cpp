@@ -64,12 +64,24 @@ cairo_surface_t* WindowSurface(CPWnd* window) {
     return window ? static_cast<cairo_surface_t*>(window->surface) : nullptr;
 }
 
+int SurfaceScaleOf(cairo_surface_t* surface) {
+    if (!surface) return 1;
+    double x = 1, y = 1;
+    cairo_surface_get_device_scale(surface, &x, &y);
+    return std::max(1, static_cast<int>(x + 0.5));
+}
+
 void SizeWindowSurface(CPWnd* window, int width, int height) {
     width = std::max(width, 1);
     height = std::max(height, 1);
+    WindowBackend* backend = GetWindowBackend();
+    const int scale = std::clamp(backend ? backend->SurfaceScale() : 1, 1, 4);
     cairo_surface_t* old = WindowSurface(window);
-    if (old && cairo_image_surface_get_width(old) == width && cairo_image_surface_get_height(old) == height) return;
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+    if (old && cairo_image_surface_get_width(old) == width * scale &&
+        cairo_image_surface_get_height(old) == height * scale && SurfaceScaleOf(old) == scale)
+        return;
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width * scale, height * scale);
+    cairo_surface_set_device_scale(surface, scale, scale);
     cairo_t* cr = cairo_create(surface);
     cairo_set_source_rgb(cr, 1, 1, 1);
     cairo_paint(cr);

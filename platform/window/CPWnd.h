@@ -231,7 +231,9 @@ public:
     // or 0 when all 8 are taken.
     int AddTopLevel(const char* title, int flags);
     // Adds to the last top-level menu; command -1 is a separator. Flags 1:
-    // checked, 2: disabled. "/K" at the end of the text shows the shortcut K.
+    // checked, 2: disabled, 8: an option that carries a check mark (a checked
+    // item is one too); other items are plain actions without a mark. "/K" at
+    // the end of the text shows the shortcut K.
     // A full row drops the item (returns 0).
     int AddItem(int command, const char* text, int flags);
     // The command at (menu, item), -1 outside the table.
@@ -253,6 +255,7 @@ public:
         bool enabled;
         bool checked;
         bool separator;
+        bool checkable;     // an option: shown with a check mark when checked
     };
     struct Menu {
         char title[64];

@@ -23,11 +23,12 @@ enum class Op { Fill, FillEvenOdd, Stroke };
 struct Shape {
     Op op = Op::Fill;
     double lineWidth = 1;
+    bool smooth = false;  // anti-aliased (slanted lines and curves drawn in copy mode)
     std::function<void(cairo_t*)> path;
 };
 
 void Prepare(cairo_t* cr, const Shape& shape) {
-    cairo_set_antialias(cr, CAIRO_ANTIALIAS_NONE);
+    cairo_set_antialias(cr, shape.smooth ? CAIRO_ANTIALIAS_GOOD : CAIRO_ANTIALIAS_NONE);
     cairo_set_line_width(cr, shape.lineWidth);
     cairo_set_line_cap(cr, CAIRO_LINE_CAP_SQUARE);
     cairo_set_line_join(cr, CAIRO_LINE_JOIN_MITER);
@@ -51,8 +52,9 @@ void Render(long colour, int mode, const Shape& shape) {
     CPWnd* window = gPort;
     cairo_surface_t* surface = window ? WindowSurface(window) : nullptr;
     if (!surface) return;
-    const int width = cairo_image_surface_get_width(surface);
-    const int height = cairo_image_surface_get_height(surface);
+    const int scale = SurfaceScaleOf(surface);
+    const int width = cairo_image_surface_get_width(surface) / scale;
+    const int height = cairo_image_surface_get_height(surface) / scale;
 
     cairo_t* cr = cairo_create(surface);
     cairo_translate(cr, -window->origin.x, -window->origin.y);
@@ -80,9 +82,12 @@ void Render(long colour, int mode, const Shape& shape) {
     } else {
         cairo_new_path(cr);
         cairo_destroy(cr);
-        // Rasterise the shape into a mask, then flip the bits it covers.
-        cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, right - left, bottom - top);
+        // Rasterise the shape into a mask (in device pixels), then flip the
+        // bits it covers.
+        cairo_surface_t* mask =
+            cairo_image_surface_create(CAIRO_FORMAT_A8, (right - left) * scale, (bottom - top) * scale);
         cairo_t* mcr = cairo_create(mask);
+        cairo_scale(mcr, scale, scale);
         cairo_translate(mcr, -left - window->origin.x, -top - window->origin.y);
         Prepare(mcr, shape);
         cairo_set_source_rgba(mcr, 0, 0, 0, 1);
@@ -96,13 +101,14 @@ void Render(long colour, int mode, const Shape& shape) {
         const int mstride = cairo_image_surface_get_stride(mask);
         unsigned char* d = cairo_image_surface_get_data(surface);
         const int dstride = cairo_image_surface_get_stride(surface);
-        for (int y = top; y < bottom; y++) {
-            const unsigned char* mrow = m + (y - top) * mstride;
+        for (int y = top * scale; y < bottom * scale; y++) {
+            const unsigned char* mrow = m + (y - top * scale) * mstride;
             auto* drow = reinterpret_cast<uint32_t*>(d + y * dstride);
-            for (int x = left; x < right; x++)
-                if (mrow[x - left] >= 128) drow[x] ^= flip;
+            for (int x = left * scale; x < right * scale; x++)
+                if (mrow[x - left * scale] >= 128) drow[x] ^= flip;
         }
-        cairo_surface_mark_dirty_rectangle(surface, left, top, right - left, bottom - top);
+        cairo_surface_mark_dirty_rectangle(surface, left * scale, top * scale, (right - left) * scale,
+                                           (bottom - top) * scale);
         cairo_surface_destroy(mask);
     }
     PresentArea(window, left, top, right, bottom);
@@ -138,13 +144,16 @@ int Pen(int pen) { return pen < 1 ? 1 : pen; }
 // laid as the area between an outer and an inner outline.
 void Frame(long colour, const tagRECT& r, int pen, int mode,
            const std::function<void(cairo_t*, double, double, double, double, double)>& outline,
-           double corner) {
+           double corner, bool curved) {
     if (r.right < r.left || r.bottom < r.top) return;
     const double p = Pen(pen);
     const double w = r.right + 1.0 - r.left;
     const double h = r.bottom + 1.0 - r.top;
     Shape shape;
     shape.op = Op::FillEvenOdd;
+    // Curved frames are smoothed; an inverting one stays exact, so that
+    // drawing it twice takes it away.
+    shape.smooth = mode == kDrawCopy && curved;
     shape.path = [&](cairo_t* cr) {
         outline(cr, r.left, r.top, w, h, corner);
         if (w - 2 * p > 0 && h - 2 * p > 0) outline(cr, r.left + p, r.top + p, w - 2 * p, h - 2 * p, corner - p);
@@ -169,6 +178,10 @@ void Lines(long colour, int pen, int count, const tagPOINT* points, bool closed,
     Shape shape;
     shape.op = Op::Stroke;
     shape.lineWidth = p;
+    // Slanted lines in copy mode are smoothed; level and upright ones are
+    // exact already, and inverting outlines must stay exact.
+    for (int i = 1; i < count && mode == kDrawCopy; i++)
+        if (points[i].x != points[i - 1].x && points[i].y != points[i - 1].y) shape.smooth = true;
     shape.path = [&](cairo_t* cr) {
         const double o = p / 2.0;
         cairo_move_to(cr, points[0].x + o, points[0].y + o);
@@ -214,7 +227,7 @@ void SetBackColor(long colour) { gBackColour = colour; }
 long GetColor() { return gPenColour; }
 long GetBackColor() { return gBackColour; }
 
-void DrawBox(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, RectOutline, 0); }
+void DrawBox(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, RectOutline, 0, false); }
 
 void DrawBar(long colour, const tagRECT& r) {
     if (r.right <= r.left || r.bottom <= r.top) return;
@@ -233,7 +246,7 @@ void DrawLine(long colour, int x1, int y1, int x2, int y2, int pen, int mode) {
 }
 
 void DrawRoundBox(long colour, const tagRECT& r, int corner, int pen, int mode) {
-    Frame(colour, r, pen, mode, RoundedPath, corner);
+    Frame(colour, r, pen, mode, RoundedPath, corner, corner > 0);
 }
 
 void DrawRoundBar(long colour, const tagRECT& r, int corner) {
@@ -243,7 +256,7 @@ void DrawRoundBar(long colour, const tagRECT& r, int corner) {
     Render(colour, kDrawCopy, shape);
 }
 
-void DrawCir(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, EllipseOutline, 0); }
+void DrawCir(long colour, const tagRECT& r, int pen, int mode) { Frame(colour, r, pen, mode, EllipseOutline, 0, true); }
 
 void DrawCirBar(long colour, const tagRECT& r) {
     if (r.right <= r.left || r.bottom <= r.top) return;
@@ -397,6 +410,9 @@ void RubberPolygon(const tagPOINT* points, int count, long colour, int width) {
 
 long GetWindowPixel(CPWnd* window, int x, int y) {
     cairo_surface_t* surface = window ? WindowSurface(window) : nullptr;
+    const int scale = SurfaceScaleOf(surface);
+    x *= scale;
+    y *= scale;
     if (!surface || x < 0 || y < 0 || x >= cairo_image_surface_get_width(surface) ||
         y >= cairo_image_surface_get_height(surface))
         return -1;

@@ -193,11 +193,30 @@ public:
         return nullptr;
     }
 
-    // Fills the window and point of a mouse event: the window under the
-    // pointer, else the one that got the event.
+    // The point of the screen in the drawing area of `window`; false when it
+    // is not on the screen.
+    bool LocalPoint(CPWnd* window, double rootX, double rootY, int& x, int& y) {
+        Win* w = W(window);
+        GdkWindow* gdk = w && w->area ? gtk_widget_get_window(w->area) : nullptr;
+        if (!gdk || !gtk_widget_get_mapped(w->area)) return false;
+        int ox = 0, oy = 0;
+        gdk_window_get_origin(gdk, &ox, &oy);
+        x = static_cast<int>(std::floor(rootX)) - ox;
+        y = static_cast<int>(std::floor(rootY)) - oy;
+        return true;
+    }
+
+    // Fills the window and point of a mouse event: while a button is held the
+    // window that took the press (a pointer grab, wherever the pointer is),
+    // else the window under the pointer, else the one that got the event.
     void Aim(PlatformEvent& e, Win* w, double x, double y, double rootX, double rootY) {
         int lx = 0, ly = 0;
-        if (CPWnd* under = WindowAt(rootX, rootY, lx, ly)) {
+        if (RegistryIndex(grabWindow) < 0) grabWindow = nullptr;
+        if (grabWindow && e.kind != PlatformEvent::kMouseDown && LocalPoint(grabWindow, rootX, rootY, lx, ly)) {
+            e.window = grabWindow;
+            e.x = lx;
+            e.y = ly;
+        } else if (CPWnd* under = WindowAt(rootX, rootY, lx, ly)) {
             e.window = under;
             e.x = lx;
             e.y = ly;
@@ -217,6 +236,7 @@ public:
         e.modifiers = Modifiers(event->state);
         e.button = event->button == 3 ? 3 : 1;
         gGtk->Aim(e, static_cast<Win*>(data), event->x, event->y, event->x_root, event->y_root);
+        gGtk->grabWindow = e.kind == PlatformEvent::kMouseDown ? e.window : nullptr;
         gGtk->PushEvent(e);
         return TRUE;
     }
@@ -424,6 +444,7 @@ public:
         if (!w) return;
         ForgetWindow(window);
         if (pointerWindow == window) pointerWindow = nullptr;
+        if (grabWindow == window) grabWindow = nullptr;
         if (w->sizeCheck) g_source_remove(w->sizeCheck);
         if (w->toplevel) {
             // Windows placed in this one lose their widgets with it.
@@ -638,10 +659,16 @@ public:
         if (model.separator) {
             item = gtk_separator_menu_item_new();
         } else {
-            item = gtk_check_menu_item_new_with_label(LayerUtf8(model.label, 63).c_str());
-            gMenuUpdating = true;
-            gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
-            gMenuUpdating = false;
+            // Options carry a check mark; actions are plain items.
+            const std::string label = LayerUtf8(model.label, 63);
+            if (model.checkable) {
+                item = gtk_check_menu_item_new_with_label(label.c_str());
+                gMenuUpdating = true;
+                gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
+                gMenuUpdating = false;
+            } else {
+                item = gtk_menu_item_new_with_label(label.c_str());
+            }
             gtk_widget_set_sensitive(item, model.enabled);
             if (model.shortcut) {
                 const guint keyval = gdk_unicode_to_keyval(static_cast<guint32>(model.shortcut));
@@ -661,11 +688,13 @@ public:
         auto found = menus.find(menu);
         if (found == menus.end() || m < 0 || m >= kMenuCount || i < 0 || i >= kMenuItems) return;
         GtkWidget* item = found->second.items[m][i];
-        if (!item || !GTK_IS_CHECK_MENU_ITEM(item)) return;
+        if (!item || GTK_IS_SEPARATOR_MENU_ITEM(item)) return;
         const CPMenu::Item& model = menu->menus[m].items[i];
-        gMenuUpdating = true;
-        gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
-        gMenuUpdating = false;
+        if (GTK_IS_CHECK_MENU_ITEM(item)) {
+            gMenuUpdating = true;
+            gtk_check_menu_item_set_active(GTK_CHECK_MENU_ITEM(item), model.checked);
+            gMenuUpdating = false;
+        }
         gtk_widget_set_sensitive(item, model.enabled);
     }
 
@@ -716,6 +745,15 @@ public:
         if (GdkDisplay* display = gdk_display_get_default()) gdk_display_beep(display);
     }
 
+    // The desktop's scale factor (GDK_SCALE, or the monitor's own).
+    int SurfaceScale() override {
+        GdkDisplay* display = gdk_display_get_default();
+        if (!display) return 1;
+        GdkMonitor* monitor = gdk_display_get_primary_monitor(display);
+        if (!monitor && gdk_display_get_n_monitors(display) > 0) monitor = gdk_display_get_monitor(display, 0);
+        return monitor ? std::max(1, gdk_monitor_get_scale_factor(monitor)) : 1;
+    }
+
     void ScreenSize(long& width, long& height) override {
         width = 1280;
         height = 1024;
@@ -742,10 +780,27 @@ public:
 
     // ---- Standard boxes and dialogs ----------------------------------------------------
 
+    // A message or question box wide enough for its whole title (with room
+    // for the window manager's buttons beside it) and a comfortable line.
+    static void FitTitle(GtkWidget* dialog, const char* title) {
+        PangoLayout* layout = gtk_widget_create_pango_layout(dialog, LayerUtf8(title, 255).c_str());
+        PangoFontDescription* bold = pango_font_description_from_string("Sans Bold 11");
+        pango_layout_set_font_description(layout, bold);
+        int width = 0, height = 0;
+        pango_layout_get_pixel_size(layout, &width, &height);
+        pango_font_description_free(bold);
+        g_object_unref(layout);
+        constexpr int kTitleRoom = 180;   // close button, margins
+        constexpr int kLeastWidth = 380;
+        gtk_window_set_default_size(GTK_WINDOW(dialog), std::max(width + kTitleRoom, kLeastWidth), -1);
+    }
+
     void ShowError(const char* text) override {
         GtkWidget* dialog = gtk_message_dialog_new(ParentWindow(), GTK_DIALOG_MODAL, GTK_MESSAGE_ERROR,
                                                    GTK_BUTTONS_OK, "%s", LayerUtf8(text, 255).c_str());
-        gtk_window_set_title(GTK_WINDOW(dialog), gEnv.programName[0] ? gEnv.programName : "Glimmerstroll");
+        const char* title = gEnv.programName[0] ? gEnv.programName : "Glimmerstroll";
+        gtk_window_set_title(GTK_WINDOW(dialog), title);
+        FitTitle(dialog, title);
         gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
     }
@@ -754,6 +809,7 @@ public:
         GtkWidget* dialog = gtk_message_dialog_new(ParentWindow(), GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION,
                                                    GTK_BUTTONS_YES_NO, "%s", LayerUtf8(text, 255).c_str());
         gtk_window_set_title(GTK_WINDOW(dialog), LayerUtf8(title, 255).c_str());
+        FitTitle(dialog, title);
         const int response = gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
         return response == GTK_RESPONSE_YES ? 1 : 0;
@@ -766,6 +822,7 @@ public:
                                GTK_RESPONSE_YES, nullptr);
         gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_YES);
         gtk_window_set_title(GTK_WINDOW(dialog), LayerUtf8(title, 255).c_str());
+        FitTitle(dialog, title);
         const int response = gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);
         return response == GTK_RESPONSE_YES ? 1 : response == GTK_RESPONSE_NO ? 0 : -1;
@@ -998,6 +1055,7 @@ public:
     }
 
     CPWnd* pointerWindow = nullptr;
+    CPWnd* grabWindow = nullptr;  // took the press of the button held now
     tagPOINT pointer{0, 0};
 
 private:

@@ -36,8 +36,12 @@ std::string LayerUtf8(const char* text, int maxChars);
 // Width in pixels of `text` in `font`.
 long MeasureText(LayerFont* font, const char* text);
 
-// Backing surfaces: RGB24 image surfaces of the client size.
+// Backing surfaces: RGB24 image surfaces of the client size times the
+// backend's surface scale, with that device scale set, so that cairo draws in
+// layer pixels; code that touches the pixels themselves multiplies by it.
 cairo_surface_t* WindowSurface(CPWnd* window);
+// The device scale of a window's surface (1 without one).
+int SurfaceScaleOf(cairo_surface_t* surface);
 // Makes or resizes the surface to width by height, keeping the top-left of
 // what was drawn and filling the rest with white.
 void SizeWindowSurface(CPWnd* window, int width, int height);

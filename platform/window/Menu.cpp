@@ -60,6 +60,7 @@ int CPMenu::AddItem(int command, const char* text, int flags) {
     item.separator = command == -1;
     item.enabled = (flags & 2) == 0;
     item.checked = (flags & 1) != 0;
+    item.checkable = (flags & (1 | 8)) != 0;
     if (item.separator) {
         std::snprintf(item.label, sizeof item.label, "-");
     } else {
@@ -100,7 +101,10 @@ void CPMenu::SetState(int command, int state) {
 }
 
 void CPMenu::SetCheck(int command, bool checked) {
-    ForEachItem(*this, command, [&](Item& item) { item.checked = checked; });
+    ForEachItem(*this, command, [&](Item& item) {
+        item.checked = checked;
+        item.checkable = item.checkable || checked;
+    });
 }
 
 void CPMenu::RestoreOriginalMenu() {

@@ -77,6 +77,45 @@ int ScrollPartAt(const CPScrollBar& bar, int x, int y) {
     return kPartPageDown;
 }
 
+// The window that took the last press while the button is held: it gets the
+// moves and the release wherever the pointer goes (a pointer grab), so that a
+// drag started in it always ends in it.
+CPWnd* gCapture = nullptr;
+
+// Where a window's client area starts, in screen coordinates.
+tagPOINT ClientOrigin(CPWnd* window) {
+    return tagPOINT{window->winRect.left + window->GetBorderSize(),
+                    window->winRect.top + window->GetCaptionSize() + window->GetMenuSize()};
+}
+
+// Aims a mouse event at the window holding the pointer grab, with its point
+// made local to that window. A press takes the grab, a release gives it up.
+PlatformEvent Captured(const PlatformEvent& e) {
+    PlatformEvent aimed = e;
+    const bool mouse = e.kind == PlatformEvent::kMouseDown || e.kind == PlatformEvent::kMouseUp ||
+                       e.kind == PlatformEvent::kMouseMoved;
+    if (!mouse) return aimed;
+    if (RegistryIndex(gCapture) < 0) gCapture = nullptr;
+    if (e.kind == PlatformEvent::kMouseDown) {
+        gCapture = RegistryIndex(e.window) >= 0 ? e.window : nullptr;
+        return aimed;
+    }
+    if (gCapture && e.window != gCapture) {
+        tagPOINT at{e.x, e.y};
+        if (RegistryIndex(e.window) >= 0) {
+            const tagPOINT from = ClientOrigin(e.window);
+            at.x += from.x;
+            at.y += from.y;
+        }
+        const tagPOINT to = ClientOrigin(gCapture);
+        aimed.window = gCapture;
+        aimed.x = at.x - to.x;
+        aimed.y = at.y - to.y;
+    }
+    if (e.kind == PlatformEvent::kMouseUp) gCapture = nullptr;
+    return aimed;
+}
+
 void MouseDown(WindowBackend* backend, const PlatformEvent& e) {
     CPWnd* window = e.window;
     if (RegistryIndex(window) < 0) return;
@@ -145,7 +184,8 @@ void KeyDown(WindowBackend* backend, const PlatformEvent& e) {
     PostTo(e.window, kMsgKeyDown, e.key, 0);
 }
 
-void HandleLoopEvent(WindowBackend* backend, const PlatformEvent& e) {
+void HandleLoopEvent(WindowBackend* backend, const PlatformEvent& event) {
+    const PlatformEvent e = Captured(event);
     switch (e.kind) {
         case PlatformEvent::kMouseDown:
             MouseDown(backend, e);
@@ -229,7 +269,7 @@ int TakeMessage(bool wait, void** window, unsigned int* msg, long* wParam, long*
     PlatformEvent e;
     const bool got = backend && (wait ? backend->WaitEvent(e, kGetWaitTicks) : backend->PollEvent(e));
     if (got) {
-        Translate(e, window, msg, wParam, lParam, time, point);
+        Translate(Captured(e), window, msg, wParam, lParam, time, point);
     } else {
         if (wParam) *wParam = 0;
         if (time) *time = 0;

@@ -87,6 +87,10 @@ public:
     virtual void Invalidate(CPWnd* window);
     // The backing surface changed in `area` (local coordinates).
     virtual void Present(CPWnd* window, const tagRECT& area) = 0;
+    // Device pixels per layer pixel of the screen (the desktop's scale
+    // factor): backing surfaces hold that many, so that a scaled desktop shows
+    // the editor as sharp as an unscaled one.
+    virtual int SurfaceScale() { return 1; }
     virtual void UpdateScrollBars(CPWnd* window) = 0;
 
     // Events: false when none came within `ticks` (Wait) or at once (Poll).

@@ -26,7 +26,13 @@ TEST_F(MenusFromSettings, FiveMenusWithTheirCommandsAndStartingMarks) {
         {1006, false}, {1007, true},  {1030, false}, {1031, false}, {1032, true}, {1033, true},
         {1035, false}, {1041, false}, {1040, true},
     };
-    for (auto [command, checked] : marks) EXPECT_EQ(checked, Item(command).checked) << command;
+    for (auto [command, checked] : marks) {
+        EXPECT_EQ(checked, Item(command).checked) << command;
+        EXPECT_TRUE(Item(command).checkable) << command;  // options carry a mark, ticked or not
+    }
+    // Actions are plain items.
+    for (int command : {1010, 2005, 2003, 2001, 9004, 9000, 1024, 1025, 1036, 1042, 1044, 1020, 1026})
+        EXPECT_FALSE(Item(command).checkable) << command;
 }
 
 TEST_F(EditorFrameTest, MenusLeaveOutLoadPictureWhenTheHostGivesThePicture) {

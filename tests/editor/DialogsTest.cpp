@@ -1,6 +1,8 @@
 // The picture preparation and advanced options dialogs, and the status texts.
 #include "EditorTestUtil.h"
 
+#include "image/CDIB.h"
+
 namespace {
 
 // Where to click in a dialog that the frame shows over the stage at 50, 50.
@@ -39,6 +41,11 @@ TEST_F(PrepDialog, PreviewShowsTheDialogAgainAndCancelRestoresAllSix) {
     pDoc->videoColors = 1;
     pDoc->matteBorder = 10;
     pDoc->ignoreAlpha = 1;
+    // A picture on disk, which every press reloads.
+    CDIB picture(40, 30, 24);
+    MakePathSpec(pDoc->pictureFile[0], (folder / "picture.tga").c_str());
+    ASSERT_EQ(1, picture.Save(&pDoc->pictureFile[0], 0));
+    pDoc->modified = 0;
     QueueMenu(1025);
     Click(kPrep.Value(), 0);        // video safe off
     Click(kPrep.Value(), 7);        // tint
@@ -52,6 +59,7 @@ TEST_F(PrepDialog, PreviewShowsTheDialogAgainAndCancelRestoresAllSix) {
     EXPECT_EQ(1, pDoc->ignoreAlpha);
     EXPECT_EQ('2', pDoc->contrastCode[0]);
     EXPECT_EQ(1, GetIniItem("VideoColors", -1));
+    EXPECT_EQ(0, pDoc->modified);  // nothing changed, and the show says so
 
     QueueMenu(1025);
     Click(kPrep.Value(), 0);
@@ -140,6 +148,10 @@ TEST_F(EditorFrameTest, StatusTextsFollowTheKeyAndTheOptions) {
     EXPECT_STREQ("29.97 fps / Draft Mode / Field order swapped / Motion Blur / Pre-Blur / Con / Alpha / lake",
                  texts.line);
     gFrameRate = 2500;
+    // Without a picture the line ends with the last option.
+    pDoc->pictureFile[0].name[0] = 0;
+    MakeStatusTexts(key, texts);
+    EXPECT_STREQ("25.00 fps / Draft Mode / Field order swapped / Motion Blur / Pre-Blur / Con / Alpha", texts.line);
 }
 
 }  // namespace

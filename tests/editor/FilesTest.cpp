@@ -61,6 +61,57 @@ TEST_F(EditorFrameTest, SaveAndLoadShowsRememberTheFolderAndTheName) {
     EXPECT_STREQ("first.gsx - Glimmerstroll", frame->title);
 }
 
+TEST_F(EditorFrameTest, OnItsOwnAShowKeepsItsLengthAndTheTimelineFollowsIt) {
+    // The editor on its own, as `glimmerstroll edit` runs it.
+    static EditorHost standalone;
+    delete frame;
+    frame = new CMain(&standalone);
+    auto write = [&](const char* name, long length) {
+        pDoc->showLength = static_cast<int32_t>(length);
+        std::string block(8192, '\0');
+        block.resize(static_cast<size_t>(pDoc->SaveShow(nullptr, block.data(), 8192)));
+        // 0: a show written without its length (word 11 of the first key).
+        if (length == 0) std::memset(block.data() + 274 + 44, 0, 4);
+        std::ofstream(folder / name, std::ios::binary) << block;
+        FSpec spec;
+        MakePathSpec(spec, (folder / name).c_str());
+        return spec;
+    };
+    FSpec saved = write("short.gsx", 175);
+    FSpec unsaved = write("unsaved.gsx", 0);
+    pDoc->showLength = kDefaultShowLength;
+
+    const struct {
+        FSpec* file;
+        long length;  // the show's own, or up to its last key (at 100) as the tool counts
+        int scale;    // at 25 fps: 10 below 8 s, 5 below 3 s
+    } rows[] = {{&saved, 175, 10}, {&unsaved, 101, 10}};
+    for (const auto& row : rows) {
+        pDoc->modified = 0;
+        backend->AnswerOpenFile(row.file->name);  // Load Show, as a user chooses it
+        Choose(2004);
+        ASSERT_STREQ(frame->showFile.name, row.file->name);
+        EXPECT_EQ(row.length, pDoc->showLength);
+        EXPECT_EQ(row.scale, pTime->timeScale) << row.length;
+        EXPECT_EQ(pTime->ToPix(row.length), pTime->hScroll.maximum) << row.length;
+    }
+    // Saved again untouched: the same keys and length.
+    ASSERT_TRUE(frame->OpenDocumentFile(&saved, true));
+    backend->AnswerSaveFile((folder / "again.gsx").c_str());
+    Choose(2003);
+    const std::string again = ReadFile((folder / "again.gsx").string());
+    const std::string before = ReadFile((folder / "short.gsx").string());
+    ASSERT_EQ(before.size(), again.size());
+    EXPECT_EQ(0, std::memcmp(before.data() + 4, again.data() + 4, before.size() - 4));
+
+    // Cleared: the timeline follows the length again (Enlarge had changed the scale).
+    Choose(kCmdEnlargeTimeline);
+    pDoc->modified = 0;
+    Choose(2005);
+    EXPECT_EQ(175, pDoc->showLength);
+    EXPECT_EQ(10, pTime->timeScale);
+}
+
 TEST_F(EditorFrameTest, NewShowAsksOnlyForAModifiedShow) {
     pDoc->modified = 1;
     backend->AnswerYesNo(0);

@@ -114,4 +114,33 @@ TEST_F(ScriptedEditor, StandaloneEditorSavesOnApplyAndWritesNothingOnQuit) {
     EXPECT_NE(std::string::npos, output.find("\"menu:77\"")) << output;
 }
 
+TEST_F(ScriptedEditor, StandaloneEditorCountsFramesAtTheToolsRateUnlessToldOtherwise) {
+    // A picture with one key: saving adds the second one second later.
+    Bytes one = show;
+    const int32_t count = 1;
+    std::memcpy(one.data() + 8 + 262, &count, 4);
+    const std::string path = folder / "one.gsx";
+    const struct {
+        const char* options;
+        int32_t second;  // frames in one second
+    } rows[] = {{"", 25}, {"--fps 29.97 ", 30}, {"--fps 23.976 ", 24}};
+    for (const auto& row : rows) {
+        std::ofstream(path, std::ios::binary).write(one.data(), std::streamsize(one.size()));
+        ASSERT_EQ(0, Edit(row.options + ("'" + path + "'"), "cmd:q")) << output;
+        const Bytes saved = ReadBytes(path);
+        ASSERT_EQ(2, KeyCount(saved));
+        int32_t time = 0;
+        std::memcpy(&time, saved.data() + 274 + 56 + 48, 4);
+        EXPECT_EQ(row.second, time) << row.options;
+    }
+    // `glimmerstroll edit` passes the rate on; a rate the editor has no choice for is refused.
+    std::ofstream(path, std::ios::binary).write(one.data(), std::streamsize(one.size()));
+    ASSERT_EQ(0, Run("'" + kBin + "/bin/glimmerstroll' edit --fps 29.97 '" + path + "'", "cmd:q")) << output;
+    int32_t time = 0;
+    std::memcpy(&time, ReadBytes(path).data() + 274 + 56 + 48, 4);
+    EXPECT_EQ(30, time);
+    EXPECT_EQ(2, Edit("--fps 12 '" + path + "'", "cmd:q"));
+    EXPECT_NE(std::string::npos, output.find("--fps 12")) << output;
+}
+
 }  // namespace

@@ -259,6 +259,87 @@ TEST_F(StageTest, ControlClickOnTheFrameOpensTheKeyDialog) {
     EXPECT_EQ(backend->Pending(), 0u);
 }
 
+// Where a window's client area starts on the screen.
+tagPOINT Origin(CPWnd* w) {
+    return tagPOINT{w->winRect.left + w->GetBorderSize(), w->winRect.top + w->GetCaptionSize() + w->GetMenuSize()};
+}
+
+// Where a point local to `from` lies in `to`'s local coordinates.
+tagPOINT Across(CPWnd* from, int x, int y, CPWnd* to) {
+    const tagPOINT a = Origin(from);
+    const tagPOINT b = Origin(to);
+    return tagPOINT{x + a.x - b.x, y + a.y - b.y};
+}
+
+TEST_F(StageTest, ADragLetGoOverAnotherWindowOrOutsideEndsOnTheStageAndKeepsTheKey) {
+    // Moved down over the timeline and released there: the stage gets the
+    // move and the release.
+    backend->MouseDown(stage, 200, 150);
+    backend->MouseMove(timeline, 300, 20);
+    backend->MouseUp(timeline, 300, 20);
+    Pump();
+    const tagPOINT end = Across(timeline, 300, 20, stage);
+    ASSERT_GT(end.y, 300);  // below the stage
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].horizontalPos, 2.0f * static_cast<float>(end.x));
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].verticalPos, 2.0f * static_cast<float>(end.y));
+
+    // Resized over the status area and let go outside every window: the
+    // width follows the pointer all the same.
+    SetKeys({CameraKey(0, 400, 300, 200)});
+    const StageFrame f = FrameOf(stage);
+    backend->MouseDown(stage, f.corner[2].x, f.corner[2].y);
+    const tagPOINT over = Across(stage, f.corner[2].x + 40, f.corner[2].y, frame.get());
+    backend->MouseMove(frame.get(), over.x, over.y);
+    backend->MouseUp(nullptr, Origin(stage).x + f.corner[2].x + 40, Origin(stage).y + f.corner[2].y);
+    Pump();
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(pDoc->keys[0][0].width, 4.0f * static_cast<float>(f.halfWidth + 40));
+    // Redrawn: the guide line through the centre is black again, not inverted.
+    const StageFrame after = FrameOf(stage);
+    EXPECT_EQ(GetWindowPixel(stage, after.centre.x + 2, after.centre.y), 0);
+
+    // The grab ends with the release: a later move over the timeline is its
+    // own (and takes the stage's hint away).
+    backend->MouseMove(stage, 5, 5);
+    Pump();
+    EXPECT_STREQ(kStageHint, frame->Hint());
+    backend->MouseMove(timeline, 300, 20);
+    Pump();
+    EXPECT_EQ(nullptr, frame->Hint());
+    EXPECT_EQ(stage->dragMode, kStageNoDrag);
+    EXPECT_FLOAT_EQ(stage->workingKey.width, pDoc->keys[0][0].width);
+}
+
+TEST_F(StageTest, ThePictureIsReducedWithTheAreaFilterWhateverTheKeysTurn) {
+    // Noise: only the area filter gives every cell's average.
+    auto grey = [](int x, int row) { return static_cast<uint8_t>((x * 2654435761u + row * 40503u) >> 13); };
+    for (int row = 0; row < 600; row++) {
+        uint8_t* p = pDoc->GetBitsAdd(row);
+        for (int x = 0; x < 800; x++) p[3 * x] = p[3 * x + 1] = p[3 * x + 2] = grey(x, row);
+    }
+    SetKeys({CameraKey(0, 780, 580, 20), CameraKey(50, 780, 580, 20)});  // the frame off the samples
+    pDoc->keys[0][1].rotation3 = 30.0f;
+    pDoc->useRotation = pDoc->HasRotationInShow(0);
+    ASSERT_TRUE(pDoc->useRotation);
+    backend->MenuChoice(kFirstMenuId + 4, 5);  // View > Stage Zoom Out: 25 %, 4 x 4 cells
+    backend->Update(stage);
+    Pump();
+    ASSERT_FLOAT_EQ(stage->scale, 0.25f);
+    // The stage shows the picture as the area filter reduces it.
+    CDIB reduced(200, 150, 32);
+    pDoc->useRotation = 0;
+    ASSERT_TRUE(reduced.FilterCrop(pDoc, 0.0f, 0.0f, 800.0f, 600.0f, 0.0f, 0.0f, 0.0f, 0, 100, 0));
+    pDoc->useRotation = 1;
+    for (int y = 10; y < 140; y += 17) {
+        for (int x = 10; x < 190; x += 21) {
+            const uint8_t* p = reduced.GetBitsAdd(149 - y) + 4 * x;
+            EXPECT_TRUE(Near(GetWindowPixel(stage, x, y), p[2] | p[1] << 8 | p[0] << 16)) << x << "," << y;
+        }
+    }
+    EXPECT_TRUE(pDoc->useRotation);
+}
+
 TEST_F(StageTest, ThePictureFollowsLoadsIntoTheSameMemoryAndTheScale) {
     // At 50 % the picture's top half is the stage's first 150 rows.
     EXPECT_TRUE(Near(GetWindowPixel(stage, 300, 50), kRed));

@@ -142,4 +142,27 @@ TEST_F(ViewerTest, PlaybackShowsTheFramesTheClockCallsForAndStopsOnAKey) {
     EXPECT_EQ(viewer->startFrame, 0);
 }
 
+TEST_F(ViewerTest, PlaybackScrollsTheTimelineToKeepTheCurrentFrameInView) {
+    backend->simulated = true;
+    tagRECT client;
+    timeline->GetClientRect(client);
+    std::vector<int> lines;  // the current-frame line in the timeline's window, at every poll
+    backend->onPoll = [&] {
+        lines.push_back(static_cast<int>(timeline->ToPix(gCurFrame)) - timeline->GetViewScrollX());
+        backend->now += 120;  // 60 frames a poll
+        if (lines.size() == 25) backend->KeyDown(pStage, 'x');
+    };
+    const tagRECT& play = viewer->buttons[2].rect;
+    backend->Click(viewer, play.left + 5, play.top + 5);
+    Pump();
+    backend->onPoll = nullptr;
+    ASSERT_EQ(lines.size(), 25u);
+    ASSERT_GT(timeline->ToPix(gCurFrame), client.right);  // played well past the first page
+    for (size_t i = 0; i < lines.size(); i++) {
+        EXPECT_GE(lines[i], 0) << i;
+        EXPECT_LT(lines[i], client.right) << i;
+    }
+    EXPECT_GT(timeline->GetViewScrollX(), 0);
+}
+
 }  // namespace

@@ -3,7 +3,11 @@
 # show under Xvfb with GTK, load a picture through the file dialog, zoom and
 # move the camera on the stage, go to 5 seconds on the timeline and frame
 # something else there, play in the viewer and stop, apply and close; then
-# `glimmerstroll render` of the saved show must show the camera moving.
+# `glimmerstroll render` of the saved show must show the camera moving. Then
+# the show is opened again and the camera dragged down and let go over the
+# timeline: the key must follow the pointer all the same. On the way the menus,
+# a question box and the stage at scale 1 and 2 (GDK_SCALE=2) are kept as
+# screenshots for looking at: plain action items, whole titles, smooth lines.
 #
 #   editor_e2e.sh BIN_DIR ARTEFACT_DIR
 #
@@ -21,9 +25,11 @@ rm -rf "$art"
 mkdir -p "$art"
 work="$(mktemp -d)"
 xvfb_pid=""
+wm_pid=""
 edit_pid=""
 cleanup() {
     [ -n "$edit_pid" ] && kill "$edit_pid" 2>/dev/null || true
+    [ -n "$wm_pid" ] && kill "$wm_pid" 2>/dev/null || true
     [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null || true
     rm -rf "$work"
 }
@@ -48,6 +54,13 @@ export DISPLAY=":$number"
 export HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache"
 export GSETTINGS_BACKEND=memory NO_AT_BRIDGE=1 GDK_BACKEND=x11 GLIMMERSTROLL_PLATFORM=gtk
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
+# A window manager, as a user has one: title bars (the boxes' titles show in
+# the screenshots) and focus. Without one the test still runs.
+if command -v openbox >/dev/null; then
+    openbox --sm-disable >/dev/null 2>&1 &
+    wm_pid=$!
+    sleep 1
+fi
 
 step=0
 shot() {
@@ -117,8 +130,14 @@ sleep 1
 shot "start"
 
 # ---- File > Load Picture (command-E), typing the path into the file chooser ------------------
-xdotool key ctrl+e
-xdotool search --sync --onlyvisible --name '^Open$' >/dev/null || fail "no file dialog"
+# (The window manager may not have given the editor the focus yet: ask again.)
+for attempt in 1 2 3; do
+    xdotool search --onlyvisible --name 'show.gsx - Glimmerstroll' windowactivate --sync >/dev/null 2>&1 || true
+    xdotool key ctrl+e
+    sleep 1.5
+    xdotool search --onlyvisible --name '^Open$' >/dev/null && break
+done
+xdotool search --onlyvisible --name '^Open$' >/dev/null || fail "no file dialog"
 sleep 0.5
 xdotool key ctrl+l
 sleep 0.3
@@ -130,6 +149,9 @@ shot "open-dialog"
 # The chooser's "Open" button sits in its lower right corner.
 eval "$(xdotool search --onlyvisible --name '^Open$' getwindowgeometry --shell | grep -E '^(X|Y|WIDTH|HEIGHT)=')"
 for attempt in 1 2 3; do
+    xdotool key Return
+    sleep 1.5
+    xdotool search --onlyvisible --name '^Open$' >/dev/null || break
     xdotool mousemove $((X + WIDTH - 50)) $((Y + HEIGHT - 24)) click 1
     sleep 1.5
     xdotool search --onlyvisible --name '^Open$' >/dev/null || break
@@ -153,12 +175,13 @@ drag $((px + 400)) $((py + 300)) $((px + 280)) $((py + 200))
 shot "moved"
 
 # ---- the timeline: the cyan segment's top edge is 14 pixels into the window; frame f is
-# ---- 2f + 4 pixels from its left (30 frames per 60 pixels), which is the stage's left ------
+# ---- 60 f / 25 + 4 pixels from its left (25 frames per 60 pixels at the tool's 25 fps),
+# ---- which is the stage's left -------------------------------------------------------------
 read -r _ sy _ _ <<<"$(find_colour 00ffff 600 $((py + 600)) 1280 900)" || true
 [ -n "${sy:-}" ] || fail "no timeline"
 tl_x=$((px))
 tl_y=$((sy - 15))
-xdotool mousemove $((tl_x + 2 * 150 + 5)) $((tl_y + 45)) click 1
+xdotool mousemove $((tl_x + 60 * 150 / 25 + 5)) $((tl_y + 45)) click 1
 sleep 1
 shot "timeline-frame-150"
 
@@ -177,6 +200,27 @@ shot "playing"
 xdotool key k
 sleep 1
 shot "stopped"
+
+# ---- every menu, opened on its title in the menu bar (just above the stage): options
+# ---- carry check marks, actions are plain -------------------------------------------------
+eval "$(xdotool search --onlyvisible --name 'show.gsx - Glimmerstroll' getwindowgeometry --shell | grep -E '^(X|Y)=')"
+menu_y=$(( (Y + py) / 2 - 6 ))
+xdotool mousemove $((X + 18)) "$menu_y" click 1
+sleep 0.6
+for menu in file:18 edit:58 options:112 render:176 view:231 help:278; do
+    xdotool mousemove $((X + ${menu#*:})) "$menu_y"
+    sleep 0.6
+    shot "menu-${menu%%:*}"
+done
+xdotool key Escape
+sleep 0.5
+
+# ---- a question box with its whole title: New Show on the changed show, answered No -------
+xdotool key ctrl+n
+sleep 1.5
+shot "question-new-show"
+xdotool key Escape
+sleep 0.7
 
 # ---- Apply Moves and Close (command-Q): the show is written, the editor ends with 0 ---------
 xdotool key ctrl+q
@@ -197,7 +241,7 @@ keys=$(awk '$1 ~ /^[0-9]+$/ && $2 ~ /:/ {print $3}' "$art/show-info.txt" | tr '\
 
 # ---- render the show: frame 0 sees the circle, frame 150 the square ------------------------
 mkdir -p "$work/frames"
-"$bin/glimmerstroll" render "$work/show.gsx" -o "$work/frames/f_%04d.png" --size 320x240 --fps 29.97 \
+"$bin/glimmerstroll" render "$work/show.gsx" -o "$work/frames/f_%04d.png" --size 320x240 --fps 25 \
     --frames 0-150 -q || fail "render failed"
 for f in 0000 0075 0150; do
     cp "$work/frames/f_$f.png" "$art/render-$f.png"
@@ -222,4 +266,59 @@ print('frame 0: white %.2f yellow %.2f; frame 150: white %.2f yellow %.2f' %
 assert share(first, white) > 0.05 and share(first, yellow) < 0.01
 assert share(last, yellow) > 0.5 and share(last, white) < 0.01
 EOF
+# ---- open the show again; at frame 0 drag the camera from its centre down and let go over
+# ---- the timeline: the stage keeps the drag and the key follows the pointer ------------------
+start_editor() {
+    "$bin/glimmerstroll" edit "$work/show.gsx" >"$work/edit.log" 2>&1 &
+    edit_pid=$!
+    xdotool search --sync --onlyvisible --name 'show.gsx - Glimmerstroll' >/dev/null || fail "no editor window"
+    xdotool search --sync --onlyvisible --name '^Viewer$' >/dev/null || fail "no viewer"
+    sleep 1.5
+}
+apply_and_close() {
+    xdotool key ctrl+q
+    for i in $(seq 1 50); do
+        kill -0 "$edit_pid" 2>/dev/null || break
+        sleep 0.2
+    done
+    kill -0 "$edit_pid" 2>/dev/null && fail "the editor did not close"
+    status=0
+    wait "$edit_pid" || status=$?
+    edit_pid=""
+    [ "$status" -eq 0 ] || fail "the editor ended with $status"
+}
+key0() {  # the first key's horizontal and vertical position in the saved show
+    python3 - "$work/show.gsx" <<'EOF'
+import struct, sys
+data = open(sys.argv[1], 'rb').read()
+x, _, y = struct.unpack_from('<3f', data, 274)
+print(round(x), round(y))
+EOF
+}
+# ---- the editor at scale 2: twice as large and as sharp ---------------------------------------
+export GDK_SCALE=2
+start_editor
+shot "stage-scale-2"
+apply_and_close
+unset GDK_SCALE
+
+start_editor
+shot "reopened"
+read -r x_before y_before <<<"$(key0)"
+xdotool mousemove $((px + 280)) $((py + 200)) mousedown 1
+for i in 1 2 3 4 5 6; do
+    xdotool mousemove $((px + 280)) $((py + 200 + (tl_y + 45 - py - 200) * i / 6))
+    sleep 0.15
+done
+xdotool mouseup 1
+sleep 0.8
+shot "released-over-timeline"
+apply_and_close
+read -r x_after y_after <<<"$(key0)"
+want_y=$(( (tl_y + 45 - py) * 2 ))
+echo "key 0 from $x_before,$y_before to $x_after,$y_after (wanted about $x_before,$want_y)"
+[ $(( x_after - x_before )) -ge -3 ] && [ $(( x_after - x_before )) -le 3 ] || fail "the drag moved sideways"
+[ $(( y_after - want_y )) -ge -4 ] && [ $(( y_after - want_y )) -le 4 ] \
+    || fail "a drag let go over the timeline lost its key: $y_after, wanted $want_y"
+
 echo "editor end to end: passed; screenshots in $art"

@@ -176,3 +176,68 @@ TEST_F(Drawing, ImagesAreDrawnTopRowFirstAndScaled) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Drawing, SlantedLinesAndCurvesAreSmoothLevelOnesAndOutlinesExact) {
+    auto greys = [&](int x0, int y0, int x1, int y1) {
+        int count = 0;
+        for (int y = y0; y <= y1; y++)
+            for (int x = x0; x <= x1; x++) count += Pixel(x, y) != kWhite && Pixel(x, y) != kBlack;
+        return count;
+    };
+    DrawLine(kBlack, 10, 10, 90, 50, 1, kDrawCopy);
+    EXPECT_GT(greys(10, 10, 90, 50), 20);
+    DrawCir(kBlack, tagRECT{100, 10, 160, 70}, 1, kDrawCopy);
+    EXPECT_GT(greys(100, 10, 160, 70), 20);
+    DrawLine(kBlack, 10, 100, 90, 100, 1, kDrawCopy);
+    DrawBox(kBlack, tagRECT{10, 110, 60, 140}, 1, kDrawCopy);
+    EXPECT_EQ(0, greys(5, 95, 95, 145));
+    DrawLine(kBlack, 100, 100, 190, 140, 2, kDrawInvert);  // inverting: black or white only
+    EXPECT_EQ(0, greys(100, 100, 190, 145));
+}
+
+// A headless backend whose surfaces are at twice the layer's pixels, as on a
+// desktop scaled by 2.
+class ScaledBackend : public HeadlessBackend {
+public:
+    int SurfaceScale() override { return 2; }
+};
+
+TEST(DrawingAtScaleTwo, SurfacesHoldFourPixelsForEachAndDrawAsAtOne) {
+    ScaledBackend backend;
+    InstallWindowBackend(&backend);
+    {
+        CPWnd window;
+        window.Create(nullptr, 0, nullptr);
+        window.SetWinRect(0, 0, 200, 150, true);
+        CPWnd* saved = SetDrawPort(&window);
+        cairo_surface_t* surface = static_cast<cairo_surface_t*>(window.surface);
+        ASSERT_NE(surface, nullptr);
+        EXPECT_EQ(400, cairo_image_surface_get_width(surface));
+        EXPECT_EQ(300, cairo_image_surface_get_height(surface));
+
+        DrawBar(kWhite, tagRECT{0, 0, 200, 150});
+        DrawBox(kBlack, tagRECT{10, 10, 20, 20}, 1, kDrawCopy);
+        EXPECT_EQ(GetWindowPixel(&window, 20, 20), kBlack);
+        EXPECT_EQ(GetWindowPixel(&window, 15, 15), kWhite);
+        DrawBar(kRed, tagRECT{30, 10, 40, 20});
+        EXPECT_EQ(GetWindowPixel(&window, 39, 19), kRed);
+        EXPECT_EQ(GetWindowPixel(&window, 40, 19), kWhite);
+
+        std::vector<long> before;
+        for (int y = 0; y < 150; y++)
+            for (int x = 0; x < 200; x++) before.push_back(GetWindowPixel(&window, x, y));
+        RubberBox(tagRECT{15, 15, 160, 110}, kBlack, 2);
+        EXPECT_EQ(GetWindowPixel(&window, 15, 50), kBlack);  // white inverted
+        RubberBox(tagRECT{15, 15, 160, 110}, kBlack, 2);
+        std::vector<long> after;
+        for (int y = 0; y < 150; y++)
+            for (int x = 0; x < 200; x++) after.push_back(GetWindowPixel(&window, x, y));
+        EXPECT_EQ(before, after);
+        SetDrawPort(saved);
+    }
+    InstallWindowBackend(nullptr);
+}
+
+}  // namespace
