@@ -17,6 +17,8 @@ build=(
   fonts-dejavu-core
   # the command-line tool and the frei0r plug-ins
   libcli11-dev frei0r-plugins-dev
+  # the portable plug-ins' picture decoder (stb_image, compiled in)
+  libstb-dev
   # man pages from the tool's --help
   help2man
   # the tool writes videos through the ffmpeg program

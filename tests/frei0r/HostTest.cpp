@@ -34,7 +34,7 @@ protected:
 
     // Runs a host with the build's plug-ins; its output file's bytes.
     std::string Host(std::vector<std::string> args, const std::string& output, RunResult* result = nullptr) {
-        const RunResult r = RunProgram(args, dir.path, {"FREI0R_PATH=" + PluginFolder()});
+        const RunResult r = RunProgram(args, dir.path, {"FREI0R_PATH=" + plugins});
         EXPECT_EQ(r.exitCode, 0) << args[0] << ": " << r.err;
         if (result) *result = r;
         return ReadFile(output);
@@ -80,6 +80,7 @@ protected:
     }
 
     TempDir dir;
+    std::string plugins = PluginFolder();  // the hosts' FREI0R_PATH
 };
 
 // Frame-by-frame comparison that names the first frame that differs.
@@ -233,4 +234,24 @@ TEST_F(Hosts, MeltListsTheParametersWithDescriptions) {
     const std::string block = list.substr(fps, list.find("- identifier:", fps) - fps);
     EXPECT_NE(block.find("type: string"), std::string::npos) << block;
     EXPECT_NE(block.find("default: 25"), std::string::npos) << block;
+}
+
+// The portable pair: no OpenImageIO and no shared C++ runtime, and pictures
+// that the built-in readers leave to the importer (here a PNG) read all the
+// same, to the tool's frames.
+TEST_F(Hosts, PortablePluginsNeedNoOpenImageIO) {
+    plugins = std::string(GS_BINARY_DIR) + "/frei0r-1-portable";
+    if (!std::filesystem::exists(plugins + "/glimmerstroll.so")) GTEST_SKIP() << "no portable plug-ins in this build";
+    if (!HaveProgram("melt") || !HaveProgram("convert")) GTEST_SKIP() << "melt or ImageMagick is not installed";
+    for (const char* plugin : {"/glimmerstroll.so", "/glimmerstroll_filter.so"}) {
+        const RunResult ldd = RunProgram({"ldd", plugins + plugin}, dir.path);
+        ASSERT_EQ(ldd.exitCode, 0) << ldd.err;
+        EXPECT_EQ(ldd.out.find("OpenImageIO"), std::string::npos) << ldd.out;
+        EXPECT_EQ(ldd.out.find("libstdc++"), std::string::npos) << ldd.out;
+    }
+    // The test show's picture, written as Targa under a .png name, made a real PNG.
+    WriteTestShow(dir / "png.gsx", dir / "png-picture.png", kW, kH, {{0, 80, 45, 160, 0}, {10, 60, 40, 80, 8}}, 25);
+    ASSERT_EQ(RunProgram({"convert", "tga:" + dir / "png-picture.png", "png:" + dir / "png-picture.png"}, dir.path).exitCode, 0);
+    ExpectSameFrames(Melt({"frei0r.glimmerstroll", "show=" + dir / "png.gsx", "fps=25", "out=10"}),
+                     Tool(dir / "png.gsx", "25", "0-10"), "portable source over a PNG");
 }
