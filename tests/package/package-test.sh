@@ -61,7 +61,7 @@ for f in usr/bin/glimmerstroll usr/bin/glimmerstroll-edit usr/lib/frei0r-1/glimm
   usr/share/man/man1/glimmerstroll.1.gz usr/share/applications/glimmerstroll.desktop \
   usr/share/mime/packages/glimmerstroll.xml usr/share/icons/hicolor/scalable/apps/glimmerstroll.svg \
   usr/share/thumbnailers/glimmerstroll.thumbnailer usr/share/bash-completion/completions/glimmerstroll \
-  usr/share/doc/glimmerstroll/copyright; do
+  usr/share/doc/glimmerstroll/copyright usr/share/doc/glimmerstroll/README.md; do
   [ -e "$root/$f" ] || fail "the package has no $f"
 done
 # Nothing installed may lean on the build tree.
@@ -144,8 +144,8 @@ for f in x.gsx show-without-extension; do
   [ "$type" = application/x-glimmerstroll-show ] || fail "xdg-mime query filetype $f: $type"
 done
 desktop-file-validate "$root/usr/share/applications/glimmerstroll.desktop"
-grep -q "^Exec=/usr/lib/glimmerstroll/glimmerstroll-thumbnail %s %i %o" "$root/usr/share/thumbnailers/glimmerstroll.thumbnailer"
-"$root/usr/lib/glimmerstroll/glimmerstroll-thumbnail" 128 demo.gsx thumb
+grep -q "^Exec=/usr/libexec/glimmerstroll/glimmerstroll-thumbnail %s %i %o" "$root/usr/share/thumbnailers/glimmerstroll.thumbnailer"
+"$root/usr/libexec/glimmerstroll/glimmerstroll-thumbnail" 128 demo.gsx thumb
 [ "$(head -c 8 thumb | od -An -tx1 | tr -d ' ')" = 89504e470d0a1a0a ] || fail "the thumbnail is no PNG"
 completion=$(PATH=$bin:$PATH bash -c 'source /usr/share/bash-completion/bash_completion
   source "$1"; COMP_WORDS=(glimmerstroll r); COMP_CWORD=1; COMP_LINE="glimmerstroll r"; COMP_POINT=15
