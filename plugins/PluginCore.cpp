@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 
 // frei0r.h is a C header without C++ guards.
