@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 
 // frei0r.h is a C header without C++ guards.
@@ -13,6 +15,7 @@ extern "C" {
 #include <frei0r.h>
 }
 
+#include "app/Options.h"
 #include "app/Session.h"
 #include "app/ShowBlock.h"
 #include "doc/CDoc.h"
@@ -182,6 +185,46 @@ bool LoadHostPicture(PluginInstance& in, const uint32_t* pixels, KeyStruct (&sav
     return true;
 }
 
+// "fps" as text, the way the tool takes --fps. A rate that cannot be read
+// falls back to 25 with one message rather than stopping the host.
+void ApplyFps(PluginInstance& in) {
+    int32_t hundredths = 2500;
+    std::string error;
+    if (!ParseFrameRate(in.fpsText, hundredths, error)) {
+        Report(in, error.substr(error.rfind("--", 0) == 0 ? 2 : 0) + "; using 25");
+        hundredths = 2500;
+    }
+    in.fps = hundredths / 100.0;
+}
+
+// The parameters hosts list, one row each, in frei0r's order. frei0r gives a
+// double parameter the range 0 to 1 (MLT and the editors built on it show and
+// clamp it so), so a value with a range of its own, a frame rate or a path,
+// is a string. A parameter lives in the instance as `text` (strings) or
+// `number` (doubles, 0 to 1); `apply`, when there is one, turns it into what
+// the render path uses, under the module's lock.
+struct ParamRow {
+    const char* name;
+    int type;                            // F0R_PARAM_STRING or F0R_PARAM_DOUBLE
+    const char* explanation;             // what hosts show beside the field
+    const char* filterExplanation;       // the filter's own, when it differs
+    std::string PluginInstance::*text;   // string parameters
+    double PluginInstance::*number;      // double parameters
+    void (*apply)(PluginInstance&);
+};
+
+const ParamRow kParams[] = {
+    {"show", F0R_PARAM_STRING, "The show file (.gsx) to render",
+     "The show file (.gsx) whose camera moves over the input", &PluginInstance::showPath, nullptr, nullptr},
+    {"fps", F0R_PARAM_STRING,
+     "Frame rate of the show's frame numbers, as text: 25, 29.97 or 30000/1001, 1 to 240 (default 25)", nullptr,
+     &PluginInstance::fpsText, nullptr, ApplyFps},
+};
+
+const ParamRow* Row(int index) {
+    return index >= 0 && index < static_cast<int>(std::size(kParams)) ? &kParams[index] : nullptr;
+}
+
 }  // namespace
 
 PluginInstance::PluginInstance(PluginKind k, unsigned w, unsigned h)
@@ -251,46 +294,40 @@ void PluginDestruct(PluginInstance* instance) {
     delete instance;
 }
 
+int PluginParamCount() { return static_cast<int>(std::size(kParams)); }
+
 void PluginParamInfo(PluginKind kind, void* out, int index) {
+    const ParamRow* row = Row(index);
+    if (!row) return;
     auto* info = static_cast<f0r_param_info_t*>(out);
-    switch (index) {
-    case 0:
-        info->name = "show";
-        info->type = F0R_PARAM_STRING;
-        info->explanation = kind == PluginKind::Filter
-                                ? "The show file (.gsx) whose camera moves over the input"
-                                : "The show file (.gsx) to render";
-        break;
-    case 1:
-        info->name = "fps";
-        info->type = F0R_PARAM_DOUBLE;
-        info->explanation = "Frames per second of the show's frame numbers (default 25)";
-        break;
-    default:
-        break;
-    }
+    info->name = row->name;
+    info->type = row->type;
+    info->explanation = kind == PluginKind::Filter && row->filterExplanation ? row->filterExplanation
+                                                                             : row->explanation;
 }
 
 void PluginSetParam(PluginInstance* in, void* param, int index) {
-    if (!in || !param) return;
+    const ParamRow* row = Row(index);
+    if (!in || !param || !row) return;
     std::lock_guard<std::mutex> hold(gLock);
-    if (index == 0) {
+    if (row->text) {
         const char* text = *static_cast<char**>(param);
-        in->showPath = text ? text : "";
-    } else if (index == 1) {
-        const double fps = *static_cast<double*>(param);
-        // Nonsense rates fall back to the default rather than stop the host.
-        in->fps = std::isfinite(fps) && fps >= 1.0 && fps <= 240.0 ? fps : 25.0;
+        in->*row->text = text ? text : "";
+    } else if (row->number) {
+        const double value = *static_cast<double*>(param);
+        in->*row->number = std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
     }
+    if (row->apply) row->apply(*in);
 }
 
 void PluginGetParam(PluginInstance* in, void* param, int index) {
-    if (!in || !param) return;
+    const ParamRow* row = Row(index);
+    if (!in || !param || !row) return;
     std::lock_guard<std::mutex> hold(gLock);
-    if (index == 0)
-        *static_cast<const char**>(param) = in->showPath.c_str();
-    else if (index == 1)
-        *static_cast<double*>(param) = in->fps;
+    if (row->text)
+        *static_cast<const char**>(param) = (in->*row->text).c_str();
+    else if (row->number)
+        *static_cast<double*>(param) = in->*row->number;
 }
 
 void PluginUpdate(PluginInstance* in, double time, const uint32_t* pixels, uint32_t* out, const void* caller) {

@@ -36,8 +36,10 @@ struct PluginInstance {
     int width;
     int height;
 
-    // Parameters as the host set them.
+    // Parameters as the host set them (see the table in PluginCore.cpp), and
+    // the frame rate read from the text of "fps".
     std::string showPath;
+    std::string fpsText = "25";
     double fps = 25.0;
 
     // State below is touched only under the module's lock.
@@ -62,8 +64,9 @@ void PluginDeinit();
 PluginInstance* PluginConstruct(PluginKind kind, unsigned width, unsigned height);
 void PluginDestruct(PluginInstance* instance);
 
-// Parameter 0 "show" (string), 1 "fps" (double).
-constexpr int kPluginParams = 2;
+// The parameters, in the order of the table in PluginCore.cpp: 0 "show"
+// (string), 1 "fps" (string: "25", "29.97", "30000/1001").
+int PluginParamCount();
 void PluginParamInfo(PluginKind kind, void* info, int index);
 void PluginSetParam(PluginInstance* instance, void* param, int index);
 void PluginGetParam(PluginInstance* instance, void* param, int index);

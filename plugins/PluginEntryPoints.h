@@ -23,7 +23,7 @@ void f0r_get_plugin_info(f0r_plugin_info_t* info) {
     info->frei0r_version = FREI0R_MAJOR_VERSION;
     info->major_version = 1;
     info->minor_version = 1;
-    info->num_params = gs::kPluginParams;
+    info->num_params = gs::PluginParamCount();
     info->explanation = gs::plugin::kExplanation;
 }
 

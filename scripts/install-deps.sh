@@ -1,27 +1,53 @@
 #!/usr/bin/env bash
-# Installs the Debian packages Glimmerstroll builds and tests with.
+# Installs the Debian packages Glimmerstroll needs, by role:
+#   install-deps.sh          building and running: the tool, the editor, the plug-ins
+#   install-deps.sh --test   that, and the test and benchmark tools and packaging (make test)
 # Idempotent: only packages that are missing are installed, and it says which.
 set -euo pipefail
 
-packages=(
+# Building and running.
+build=(
   # toolchain and build
-  build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
-  # unit tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
-  # picture import through the platform importer
-  libopenimageio-dev openimageio-tools
+  build-essential cmake ninja-build pkg-config
+  # picture import through the platform importer; .png frames from the tool
+  libopenimageio-dev
   # the editor's window layer
   libgtk-3-dev libcairo2-dev libpango1.0-dev
+  # the editor's text
+  fonts-dejavu-core
   # the command-line tool and the frei0r plug-ins
   libcli11-dev frei0r-plugins-dev
   # the JSON form of shows (info --json, export, import)
   nlohmann-json3-dev
-  # real files and real hosts for the tests
-  imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
-  # a small window manager under Xvfb: title bars and focus for the editor's end-to-end test
-  openbox
-  fonts-dejavu-core
+  # the portable plug-ins' picture decoder (stb_image, compiled in)
+  libstb-dev
+  # man pages from the tool's --help
+  help2man
+  # the tool writes videos through the ffmpeg program
+  ffmpeg
 )
+
+# Tests, benchmarks and the package test.
+test=(
+  # unit tests (GTest's CMake files name GoogleMock's libraries too)
+  libgtest-dev libgmock-dev
+  # the fuzz targets (clang's libFuzzer)
+  clang libclang-rt-14-dev
+  # real files and real hosts for the tests
+  imagemagick python3-pil melt
+  # the editor on a private X display, with a small window manager for title
+  # bars and focus in the end-to-end test
+  xvfb xdotool openbox
+  # the package: build, check, install into a throw-away tree
+  debhelper dpkg-dev fakeroot lintian desktop-file-utils shared-mime-info xdg-utils libglib2.0-bin man-db
+)
+
+packages=("${build[@]}")
+case "${1:-}" in
+  "") ;;
+  --test) packages+=("${test[@]}") ;;
+  *) echo "usage: install-deps.sh [--test]" >&2; exit 2 ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do

@@ -34,7 +34,7 @@ protected:
 
     // Runs a host with the build's plug-ins; its output file's bytes.
     std::string Host(std::vector<std::string> args, const std::string& output, RunResult* result = nullptr) {
-        const RunResult r = RunProgram(args, dir.path, {"FREI0R_PATH=" + PluginFolder()});
+        const RunResult r = RunProgram(args, dir.path, {"FREI0R_PATH=" + plugins});
         EXPECT_EQ(r.exitCode, 0) << args[0] << ": " << r.err;
         if (result) *result = r;
         return ReadFile(output);
@@ -80,6 +80,7 @@ protected:
     }
 
     TempDir dir;
+    std::string plugins = PluginFolder();  // the hosts' FREI0R_PATH
 };
 
 // Frame-by-frame comparison that names the first frame that differs.
@@ -169,7 +170,8 @@ TEST_F(Hosts, MeltClipFilesCountFromTheClipsStart) {
                "      <property name=\"mlt_service\">frei0r.glimmerstroll_filter</property>\n"
                "      <property name=\"show\">" << dir / "show.gsx" << "</property>\n"
                "      <property name=\"fps\">25</property>\n"
-               "    </filter>\n  </producer>\n</mlt>\n";
+               "    </filter>\n  </producer>\n"
+               "  <tractor id=\"clip\" in=\"0\" out=\"9\">\n    <track producer=\"photo\"/>\n  </tractor>\n</mlt>\n";
     }
     const std::string tool = Tool(dir / "show.gsx", "25", "0-9");
     for (const char* clip : {"show.mlt", "pan.mlt"}) {
@@ -197,4 +199,59 @@ TEST_F(Hosts, MissingShowGivesBlackOrTheInputAndOneMessage) {
     plain.insert(plain.end(), {"-frames:v", "2", "-f", "rawvideo", "-pix_fmt", "rgba", dir / "plain.rgba"});
     ASSERT_EQ(RunProgram(plain, dir.path).exitCode, 0);
     EXPECT_EQ(through, ReadFile(dir / "plain.rgba"));
+}
+
+// "fps" is text, read as the tool reads --fps; a rate that cannot be read
+// gives one message and 25.
+TEST_F(Hosts, FpsTakesTheToolsRateText) {
+    ExpectSameFrames(FfmpegSource(dir / "other.gsx", "30000/1001", "30000/1001", 12),
+                     Tool(dir / "other.gsx", "29.97", "0-11"), "fps 30000/1001");
+    RunResult r;
+    ExpectSameFrames(FfmpegSource(dir / "show.gsx", "25", "fast", 12, &r), Tool(dir / "show.gsx", "25", "0-11"),
+                     "fps fast");
+    EXPECT_EQ(Lines(r.err), std::vector<std::string>{"glimmerstroll frei0r: fps fast: expected a frame rate such as "
+                                                     "25, 29.97 or 30000/1001; using 25"});
+}
+
+// What MLT shows of the parameters (and Kdenlive and Shotcut build their
+// fields from): each has a description, and fps is text with its default.
+TEST_F(Hosts, MeltListsTheParametersWithDescriptions) {
+    if (!HaveProgram("melt")) GTEST_SKIP() << "melt is not installed";
+    const RunResult r = RunProgram({"melt", "-query", "filter=frei0r.glimmerstroll_filter"}, dir.path,
+                                   {"FREI0R_PATH=" + PluginFolder()});
+    const size_t params = r.out.find("parameters:");
+    ASSERT_NE(params, std::string::npos) << r.out;
+    const std::string list = r.out.substr(params);
+    size_t identifiers = 0, descriptions = 0;
+    for (const std::string& line : Lines(list)) {
+        identifiers += line.find("- identifier:") != std::string::npos;
+        descriptions += line.find("  description: ") != std::string::npos;
+    }
+    EXPECT_GE(identifiers, 2u) << list;
+    EXPECT_EQ(descriptions, identifiers) << list;
+    const size_t fps = list.find("title: fps");
+    ASSERT_NE(fps, std::string::npos) << list;
+    const std::string block = list.substr(fps, list.find("- identifier:", fps) - fps);
+    EXPECT_NE(block.find("type: string"), std::string::npos) << block;
+    EXPECT_NE(block.find("default: 25"), std::string::npos) << block;
+}
+
+// The portable pair: no OpenImageIO and no shared C++ runtime, and pictures
+// that the built-in readers leave to the importer (here a PNG) read all the
+// same, to the tool's frames.
+TEST_F(Hosts, PortablePluginsNeedNoOpenImageIO) {
+    plugins = std::string(GS_BINARY_DIR) + "/frei0r-1-portable";
+    if (!std::filesystem::exists(plugins + "/glimmerstroll.so")) GTEST_SKIP() << "no portable plug-ins in this build";
+    if (!HaveProgram("melt") || !HaveProgram("convert")) GTEST_SKIP() << "melt or ImageMagick is not installed";
+    for (const char* plugin : {"/glimmerstroll.so", "/glimmerstroll_filter.so"}) {
+        const RunResult ldd = RunProgram({"ldd", plugins + plugin}, dir.path);
+        ASSERT_EQ(ldd.exitCode, 0) << ldd.err;
+        EXPECT_EQ(ldd.out.find("OpenImageIO"), std::string::npos) << ldd.out;
+        EXPECT_EQ(ldd.out.find("libstdc++"), std::string::npos) << ldd.out;
+    }
+    // The test show's picture, written as Targa under a .png name, made a real PNG.
+    WriteTestShow(dir / "png.gsx", dir / "png-picture.png", kW, kH, {{0, 80, 45, 160, 0}, {10, 60, 40, 80, 8}}, 25);
+    ASSERT_EQ(RunProgram({"convert", "tga:" + dir / "png-picture.png", "png:" + dir / "png-picture.png"}, dir.path).exitCode, 0);
+    ExpectSameFrames(Melt({"frei0r.glimmerstroll", "show=" + dir / "png.gsx", "fps=25", "out=10"}),
+                     Tool(dir / "png.gsx", "25", "0-10"), "portable source over a PNG");
 }
