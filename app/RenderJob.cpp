@@ -1,5 +1,7 @@
 #include "app/RenderJob.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstring>
 #include <memory>
@@ -28,8 +30,38 @@ public:
 
 ToolBackend gToolBackend;
 volatile std::sig_atomic_t gInterrupted = 0;
+// Set while the show's picture is read: a reader or the importer may sit in one
+// picture for a long time, and nothing of the output exists yet.
+volatile std::sig_atomic_t gLoadingPicture = 0;
 
-void OnInterrupt(int) { gInterrupted = 1; }
+constexpr char kInterruptedLine[] = "glimmerstroll: interrupted; nothing was written\n";
+constexpr int kInterruptedStatus = 130;
+
+void OnInterrupt(int) {
+    gInterrupted = 1;
+    if (!gLoadingPicture) return;  // the frame loop stops at the next frame
+    // Nothing is written before the picture has been read, so there is
+    // nothing to clean up: end here rather than after the load.
+    const ssize_t ignored = write(2, kInterruptedLine, sizeof kInterruptedLine - 1);
+    (void)ignored;
+    _exit(kInterruptedStatus);
+}
+
+// Marks the picture load as a place where an interrupt ends the program at once.
+class InterruptibleLoad {
+public:
+    InterruptibleLoad() {
+        gLoadingPicture = 1;
+        if (gInterrupted) OnInterrupt(0);
+    }
+    ~InterruptibleLoad() { gLoadingPicture = 0; }
+    InterruptibleLoad(const InterruptibleLoad&) = delete;
+    InterruptibleLoad& operator=(const InterruptibleLoad&) = delete;
+};
+
+// Renders without --frames stop here: a key far out (up to frame 2^31 - 1)
+// must not start a render that never ends. One hour of frames at the rate.
+long DefaultFramesCap(int32_t frameRate) { return 3600L * ((frameRate + 50) / 100 > 0 ? (frameRate + 50) / 100 : 1); }
 
 std::string JoinMessages(const std::vector<std::string>& messages) {
     std::string all;
@@ -73,6 +105,7 @@ void InstallInterruptHandlers() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);  // the terminal went away
     // A closed pipe shows up as a failed write, which says more than a signal.
     std::signal(SIGPIPE, SIG_IGN);
 }
@@ -90,14 +123,33 @@ RenderResult RunRender(const RenderRequest& request) {
 
     long first = 0;
     long last = show.DefaultLength() - 1;
+    const long cap = DefaultFramesCap(request.frameRate);
+    if (!request.frames.given && last >= cap) {
+        result.warnings.push_back("the show runs " + std::to_string(last + 1) + " frames; rendering the first " +
+                                  std::to_string(cap) + " (one hour): give --frames FIRST-LAST for more");
+        last = cap - 1;
+    }
     if (request.frames.given) {
         first = request.frames.first;
         last = request.frames.last;
     }
 
+    // A name this short is no picture to the document, which would render
+    // black: it is a missing picture like any other.
+    if (show.pictures[0].reference.size() < 3) {
+        result.error = "cannot load picture \"" + show.pictures[0].reference + "\" of show " + request.showPath +
+                       ": the show names no picture file";
+        return result;
+    }
+
     gFrameRate = request.frameRate;
     TakeToolMessages();
-    if (!PutShow(doc, show, result.error)) {
+    bool put = false;
+    {
+        InterruptibleLoad load;
+        put = PutShow(doc, show, result.error);
+    }
+    if (!put) {
         result.error = "cannot load show " + request.showPath + ": " + result.error;
         return result;
     }

@@ -1,5 +1,6 @@
 #include "app/ShowInfo.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -63,6 +64,8 @@ EaseInfo DecodeEase(float easeCode) {
     EaseInfo e;
     if (!(easeCode > 0.0f)) return e;
     e.isDefault = false;
+    // Codes past what an int holds (up to infinity) read as the largest one.
+    easeCode = std::min(easeCode, 2147483520.0f);
     e.code = static_cast<int>(easeCode);
     e.type = static_cast<int>((easeCode - 900.0f) / 1000.0f);
     e.straight = (e.code & 1) != 0;

@@ -18,7 +18,8 @@ void InstallEditor();
 enum : int {
     kEditApplied = 0,   // "Apply Moves and Close": the show was saved to its file
     kEditDropped = 1,   // "Quit - DON'T Apply changes": nothing was written
-    kEditFailed = 2,    // the editor could not start (no display, unreadable show)
+    kEditFailed = 2,    // the editor could not start (no display, unreadable show), or
+                        // a scripted editor could not save its show on closing
 };
 
 // The stand-alone editor on the show file `path` (null or empty: an untitled

@@ -25,7 +25,8 @@ int Usage(std::FILE* out, int status) {
                  "usage: glimmerstroll edit [SHOW.gsx]\n"
                  "Opens the editor on a show file (a new one when it does not exist yet).\n"
                  "Exit status: 0 the show was saved (Apply Moves and Close), 1 left without\n"
-                 "saving (Quit - DON'T Apply changes), 2 the editor could not start.\n");
+                 "saving (Quit - DON'T Apply changes), 2 the editor could not start (or, run\n"
+                 "on a script, could not save the show when closing).\n");
     return status;
 }
 
@@ -62,7 +63,7 @@ int main(int argc, char** argv) {
     const int status = EditShowFile(path);
     StopWindowLayer();
     if (status == kEditFailed)
-        std::fprintf(stderr, "glimmerstroll edit: the editor could not start on %s\n",
+        std::fprintf(stderr, "glimmerstroll edit: the editor could not start on, or save, %s\n",
                      path ? path : "an untitled show");
     return status;
 }

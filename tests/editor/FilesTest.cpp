@@ -61,6 +61,31 @@ TEST_F(EditorFrameTest, SaveAndLoadShowsRememberTheFolderAndTheName) {
     EXPECT_STREQ("first.gsx - Glimmerstroll", frame->title);
 }
 
+TEST_F(EditorFrameTest, AFailedSaveSaysSoAndKeepsTheOldShow) {
+    const std::string path = (folder / "kept.gsx").string();
+    backend->AnswerSaveFile(path.c_str());
+    Choose(2003);
+    const std::string saved = ReadFile(path);
+    ASSERT_FALSE(saved.empty());
+    pDoc->keys[0][1].horizontalPos = 321.0f;
+    pDoc->modified = 1;
+    for (const bool dialog : {true, false}) {
+        SetWriteFaultAfter(10);  // the disk fills up part way
+        if (dialog) {
+            backend->AnswerSaveFile(path.c_str());
+            Choose(2003);
+        } else {
+            Chord('s');
+        }
+        SetWriteFaultAfter(-1);
+        EXPECT_EQ("error", backend->asked.back().kind) << dialog;
+        EXPECT_EQ("The show could not be written to " + path + ".", backend->asked.back().text);
+        EXPECT_EQ(saved, ReadFile(path));
+        EXPECT_NE(0, pDoc->modified);
+    }
+    EXPECT_EQ(1u, std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
 TEST_F(EditorFrameTest, NewShowAsksOnlyForAModifiedShow) {
     pDoc->modified = 1;
     backend->AnswerYesNo(0);

@@ -1,0 +1,170 @@
+// Hostile input through the tool and the frei0r source plug-in: pictures and
+// shows cut at every tenth, headers that claim huge pictures, paths that are
+// no files. Nothing may crash or hang; the tool must refuse every one of them
+// (a non-zero exit with its one line), the plug-in must say so once and fall
+// back. And an interrupt must end a render at once even inside a slow load.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "tests/cli/CliTestUtil.h"
+
+using namespace gstest;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Hostile : public ::testing::Test {
+protected:
+    void SetUp() override { WriteStandardShow(dir); }
+
+    // A show like the standard one over the picture at `picture`, whatever it is.
+    std::string ShowOver(const std::string& picture, const std::string& name) {
+        const std::string show = dir / (name + ".gsx");
+        const std::string made = dir / (name + "-made.tga");
+        WriteTestShow(show, made, 160, 90, {{0, 80, 45, 160, 0}, {10, 60, 40, 80, 8}}, 25);
+        std::string bytes = ReadFile(show);
+        FSpec fileSpec;
+        MakePathSpec(fileSpec, picture.c_str());
+        bytes.replace(8, sizeof fileSpec, reinterpret_cast<const char*>(&fileSpec), sizeof fileSpec);
+        std::ofstream(show, std::ios::binary) << bytes;
+        std::remove(made.c_str());
+        return show;
+    }
+
+    // Runs the tool and the plug-in on `show`; `what` names the case.
+    void ExpectRefused(const std::string& show, const std::string& what, double toolSeconds = 30) {
+        const auto start = Clock::now();
+        const RunResult tool = RunProgram({ToolPath(), "render", show, "-o", "-", "--size", "32x18", "--frames", "0-1"},
+                                          dir.path, {"XDG_CONFIG_HOME=" + dir / "config"});
+        const double took = std::chrono::duration<double>(Clock::now() - start).count();
+        EXPECT_EQ(tool.exitCode, 1) << what << ": " << tool.err;
+        EXPECT_EQ(Lines(tool.err).size(), 1u) << what << ": " << tool.err;
+        EXPECT_LT(took, toolSeconds) << what;
+        if (!HaveProgram("ffmpeg")) return;
+        Process host({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                      "frei0r_src=size=32x18:framerate=25:filter_name=glimmerstroll:filter_params=" + show + "|25",
+                      "-frames:v", "2", "-f", "null", "-"},
+                     dir.path, {"FREI0R_PATH=" + PluginFolder(), "XDG_CONFIG_HOME=" + dir / "config"});
+        const RunResult plugin = host.Wait(30);
+        EXPECT_EQ(plugin.exitCode, 0) << what << ": " << plugin.err;
+        size_t said = 0;
+        for (size_t at = 0; (at = plugin.err.find("glimmerstroll frei0r:", at)) != std::string::npos; at++) said++;
+        EXPECT_EQ(said, 1u) << what << ": " << plugin.err;
+    }
+
+    TempDir dir;
+};
+
+void WriteBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+void Put32(std::string& bytes, size_t at, uint32_t v, bool big) {
+    for (int i = 0; i < 4; i++) bytes[at + i] = static_cast<char>(v >> (big ? 24 - 8 * i : 8 * i));
+}
+
+TEST_F(Hostile, CutAndOversizedPicturesAndShowsAreRefused) {
+    std::filesystem::create_directory(dir / "config");
+    // Pictures of every kind, from the program's own writers and ImageMagick.
+    CDIB picture(1, 1, 24);
+    DrawTestPicture(picture, 40, 30);
+    std::string error;
+    ASSERT_TRUE(gs::WriteTarga(picture, dir / "p.tga", error)) << error;
+    FSpec bmp;
+    MakePathSpec(bmp, (dir / "p.bmp").c_str());
+    ASSERT_TRUE(picture.Save(&bmp, 0));
+    std::vector<std::string> pictures = {"p.tga", "p.bmp"};
+    if (HaveProgram("convert")) {
+        for (const char* ext : {"tif", "psd", "png", "jpg"}) {
+            const RunResult r = RunProgram({"convert", dir / "p.tga", dir / (std::string("p.") + ext)}, dir.path);
+            ASSERT_EQ(r.exitCode, 0) << r.err;
+            pictures.push_back(std::string("p.") + ext);
+        }
+    }
+    for (const std::string& name : pictures) {
+        const std::string whole = ReadFile(dir / name);
+        for (int tenth = 0; tenth < 10; tenth++) {
+            const std::string cut = dir / ("cut-" + std::to_string(tenth) + "-" + name);
+            WriteBytes(cut, whole.substr(0, whole.size() * tenth / 10));
+            ExpectRefused(ShowOver(cut, "cut"), name + " cut at " + std::to_string(tenth) + "/10");
+        }
+    }
+    // Headers that claim pictures far beyond what is there.
+    struct Oversized {
+        const char* name;
+        size_t at;
+        bool big;
+    };
+    for (const Oversized& o : {Oversized{"p.bmp", 18, false}, Oversized{"p.psd", 14, true}}) {
+        if (!Exists(dir / o.name)) continue;
+        std::string bytes = ReadFile(dir / o.name);
+        Put32(bytes, o.at, 0x7FFFFFFF, o.big);
+        Put32(bytes, o.at + 4, 0x40000000, o.big);
+        WriteBytes(dir / "big" + o.name, bytes);
+        ExpectRefused(ShowOver(dir / "big" + o.name, "big"), std::string("oversized ") + o.name);
+    }
+    std::string tga = ReadFile(dir / "p.tga");
+    tga[12] = tga[13] = tga[14] = tga[15] = '\xFF';
+    WriteBytes(dir / "big.tga", tga);
+    ExpectRefused(ShowOver(dir / "big.tga", "big"), "oversized p.tga");
+
+    // Shows cut at every tenth, and one whose size field is absurd.
+    const std::string show = ReadFile(dir / "show.gsx");
+    for (int tenth = 0; tenth < 10; tenth++) {
+        WriteBytes(dir / "cut.gsx", show.substr(0, show.size() * tenth / 10));
+        ExpectRefused(dir / "cut.gsx", "show cut at " + std::to_string(tenth) + "/10");
+    }
+    std::string huge = show;
+    Put32(huge, 4, 0xFFFFFFF0u, false);
+    WriteBytes(dir / "huge.gsx", huge);
+    ExpectRefused(dir / "huge.gsx", "show with a huge size");
+}
+
+TEST_F(Hostile, NoFileIsReadThatIsNotAFile) {
+    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+    std::filesystem::create_directory(dir / "folder");
+    for (const std::string& path : {std::string("/dev/zero"), std::string("/dev/urandom"), dir / "fifo", dir / "folder"}) {
+        ExpectRefused(path, "show " + path, 1.0);
+        ExpectRefused(ShowOver(path, "over"), "picture " + path, 1.0);
+    }
+    // Settings that are no file are passed over: the defaults hold.
+    for (const std::string& path : {std::string("/dev/zero"), dir / "fifo"}) {
+        std::filesystem::remove_all(dir / "config");
+        std::filesystem::create_directory(dir / "config");
+        std::filesystem::create_symlink(path, dir / "config/Glimmerstroll");
+        const auto start = Clock::now();
+        const RunResult r = RunProgram({ToolPath(), "render", dir / "show.gsx", "-o", "-", "--size", "32x18", "--frames", "0"},
+                                       dir.path, {"XDG_CONFIG_HOME=" + dir / "config"});
+        EXPECT_EQ(r.exitCode, 0) << path << ": " << r.err;
+        EXPECT_EQ(r.out.size(), 32u * 18 * 4);
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(1)) << path;
+    }
+}
+
+TEST_F(Hostile, AnInterruptEndsASlowPictureLoadAtOnce) {
+    // A large noisy PNG (Pillow): seconds of decoding and preparing.
+    const RunResult made = RunProgram({"/usr/bin/python3", "-c",
+                                       "import sys; from PIL import Image; "
+                                       "Image.effect_noise((8000, 8000), 80).convert('RGB').save(sys.argv[1], compress_level=1)",
+                                       dir / "slow.png"},
+                                      dir.path);
+    if (made.exitCode != 0) GTEST_SKIP() << "Pillow is not installed: " << made.err;
+    const std::string show = ShowOver(dir / "slow.png", "slow");
+    std::filesystem::create_directory(dir / "out");
+    Process render({ToolPath(), "render", show, "-o", dir / "out/f_%03d.tga", "--size", "32x18", "--frames", "0-1"},
+                   dir.path);
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    const auto start = Clock::now();
+    kill(render.Pid(), SIGTERM);
+    const RunResult r = render.Wait(30);
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
+    EXPECT_EQ(r.exitCode, 130) << r.err;
+    EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
+    EXPECT_TRUE(std::filesystem::is_empty(dir / "out"));
+}
+
+}  // namespace
