@@ -278,8 +278,10 @@ TEST_F(Tool, OutputNamesReachFfmpegAsFilesAndTheUsersPartFilesStay) {
     for (const char* name : {"x.mp4", "file:x.mp4", "pipe:1.mkv", "-x.mp4"}) {
         const std::string part = std::string(name) + ".part";
         { std::ofstream(dir / part) << "mine"; }
-        const RunResult r = Gs({"render", dir / "show.gsx", "--output=" + std::string(name), "--size", "32x18",
-                                "--frames", "0-2", "-q"});
+        // Named as given, from inside the folder.
+        const RunResult r = RunProgram({"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" render show.gsx --output=\"$2\" "
+                                        "--size 32x18 --frames 0-2 -q", dir.path, ToolPath(), name},
+                                       dir.path);
         EXPECT_EQ(r.exitCode, 0) << name << ": " << r.err;
         EXPECT_GT(ReadFile(dir / name).size(), 100u) << name;
         EXPECT_EQ(ReadFile(dir / part), "mine") << name;
