@@ -1,8 +1,10 @@
 #include "app/RenderJob.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -33,6 +35,8 @@ volatile std::sig_atomic_t gInterrupted = 0;
 // Set while the show's picture is read: a reader or the importer may sit in one
 // picture for a long time, and nothing of the output exists yet.
 volatile std::sig_atomic_t gLoadingPicture = 0;
+// Where the user's standard error is while the load's is silenced.
+volatile std::sig_atomic_t gUserErrors = 2;
 
 constexpr char kInterruptedLine[] = "glimmerstroll: interrupted; nothing was written\n";
 constexpr int kInterruptedStatus = 130;
@@ -42,21 +46,42 @@ void OnInterrupt(int) {
     if (!gLoadingPicture) return;  // the frame loop stops at the next frame
     // Nothing is written before the picture has been read, so there is
     // nothing to clean up: end here rather than after the load.
-    const ssize_t ignored = write(2, kInterruptedLine, sizeof kInterruptedLine - 1);
+    const ssize_t ignored = write(gUserErrors, kInterruptedLine, sizeof kInterruptedLine - 1);
     (void)ignored;
     _exit(kInterruptedStatus);
 }
 
-// Marks the picture load as a place where an interrupt ends the program at once.
+// Marks the picture load as a place where an interrupt ends the program at
+// once. Meanwhile standard error goes nowhere: the codec libraries behind the
+// importer print their own complaints (libpng's "libpng error: ..."), and the
+// user reads the tool's one line instead.
 class InterruptibleLoad {
 public:
     InterruptibleLoad() {
+        std::fflush(stderr);
+        saved_ = dup(2);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && nowhere >= 0) {
+            gUserErrors = saved_;
+            dup2(nowhere, 2);
+        }
+        if (nowhere >= 0) close(nowhere);
         gLoadingPicture = 1;
         if (gInterrupted) OnInterrupt(0);
     }
-    ~InterruptibleLoad() { gLoadingPicture = 0; }
+    ~InterruptibleLoad() {
+        gLoadingPicture = 0;
+        if (saved_ < 0) return;
+        std::fflush(stderr);
+        dup2(saved_, 2);
+        gUserErrors = 2;
+        close(saved_);
+    }
     InterruptibleLoad(const InterruptibleLoad&) = delete;
     InterruptibleLoad& operator=(const InterruptibleLoad&) = delete;
+
+private:
+    int saved_ = -1;
 };
 
 // Renders without --frames stop here: a key far out (up to frame 2^31 - 1)
