@@ -5,7 +5,7 @@ PREFIX     ?= /usr/local
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps deps-test configure build test demo bench install deb clean
+.PHONY: all deps deps-test configure build test demo bench fuzz install deb clean
 
 all: build
 
@@ -32,10 +32,23 @@ test: deps-test
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 demo: deps build
-	$(BUILD)/bin/glimmerstroll demo -o out/demo.mp4
+	$(BUILD)/bin/glimmerstroll demo -y -o out/demo.mp4
 
 bench: deps-test build
 	bash bench/run.sh $(BUILD)
+
+# Every parser under libFuzzer (clang, ASan + UBSan) in build-fuzz/, FUZZ_SECONDS
+# each (default 60), or only the targets named in FUZZ_TARGETS.
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS ?=
+FUZZ_FLAGS   := -fsanitize=fuzzer-no-link,address,undefined,float-cast-overflow -fno-sanitize-recover=undefined,float-cast-overflow -fno-omit-frame-pointer
+
+fuzz: deps-test
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DGS_FUZZ=ON \
+	  -DGS_BUILD_EDITOR=OFF -DGS_BUILD_BENCH=OFF -DCMAKE_C_FLAGS="$(FUZZ_FLAGS)" -DCMAKE_CXX_FLAGS="$(FUZZ_FLAGS)"
+	cmake --build $(FUZZ_BUILD) --target fuzz_targets -j $(JOBS)
+	bash tests/fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)

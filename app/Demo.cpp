@@ -176,12 +176,13 @@ namespace {
 
 bool WriteThroughTemporary(const std::string& path, std::string& error,
                            bool (*write)(int fd, void* context), void* context) {
-    const std::string part = path + ".part";
-    const int fd = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    std::vector<char> name(path.size() + 32);
+    const int fd = CreateTempBeside(path.c_str(), name.data(), name.size());
     if (fd < 0) {
-        error = "cannot write " + part + ": " + std::strerror(errno);
+        error = "cannot write " + path + ": " + std::strerror(errno);
         return false;
     }
+    const std::string part = name.data();
     const bool ok = write(fd, context) && fsync(fd) == 0;
     const int savedErrno = errno;
     ::close(fd);

@@ -41,16 +41,25 @@ bool IsFolder(const std::string& path) {
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// Creates (or empties) `path` to prove that `output`, which is written
-// through it, can be written.
-bool Touch(const std::string& path, const std::string& output, std::string& error) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+// Creates a new temporary file beside `target` (see CreateTempBeside): its
+// name goes to `part`, and it proves that `output`, written through it, can be
+// written. Returns its descriptor, or -1 with the reason in `error`.
+int CreatePart(const std::string& target, const std::string& output, std::string& part, std::string& error) {
+    std::vector<char> name(target.size() + 32);
+    const int fd = CreateTempBeside(target.c_str(), name.data(), name.size());
     if (fd < 0) {
         error = SysError("cannot write", output);
-        return false;
+        return -1;
     }
-    ::close(fd);
-    return true;
+    part = name.data();
+    return fd;
+}
+
+// `path` as an absolute path.
+std::string Absolute(const std::string& path) {
+    if (!path.empty() && path[0] == '/') return path;
+    char cwd[4096];
+    return getcwd(cwd, sizeof cwd) ? std::string(cwd) + "/" + path : path;
 }
 
 // Makes the missing folders on the way to `path` (not `path` itself), adding
@@ -80,7 +89,7 @@ void RemoveMadeFolders(std::vector<std::string>& made) {
 class VideoSink final : public FrameSink {
 public:
     VideoSink(const OutputTarget& target, const SinkFormat& format)
-        : target_(target), format_(format), part_(target.path + ".part") {}
+        : target_(target), format_(format) {}
     ~VideoSink() override { Abandon(); }
 
     bool Open(std::string& error) override {
@@ -109,7 +118,9 @@ public:
                     "or write pictures instead, e.g. -o frames/f_%05d.png";
             return false;
         }
-        if (!Touch(part_, target_.path, error)) return false;
+        const int partFd = CreatePart(target_.path, target_.path, part_, error);
+        if (partFd < 0) return false;
+        ::close(partFd);
         created_ = true;
 
         // ffmpeg's messages go to a file of their own; a pipe could fill up while
@@ -151,7 +162,9 @@ public:
                                      "-pix_fmt", "yuv422p10le", "-f", "mov"});
             break;
         }
-        args.push_back(part_);
+        // As a file URL of the absolute path: ffmpeg reads no protocol
+        // ("pipe:", "file:") or option ("-x") into the name then.
+        args.push_back("file:" + Absolute(part_));
 
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
@@ -277,11 +290,17 @@ public:
         // Prove that the folder takes files before the first frame is drawn;
         // the folders of the pattern are made when they are missing.
         const std::string first = FormatFramePath(target_.path, format_.first);
-        const std::string probe = first + ".part";
-        if (!MakeFoldersFor(first, madeFolders_, error) || !Touch(probe, first, error)) {
+        std::string probe;
+        if (!MakeFoldersFor(first, madeFolders_, error)) {
             RemoveMadeFolders(madeFolders_);
             return false;
         }
+        const int probeFd = CreatePart(first, first, probe, error);
+        if (probeFd < 0) {
+            RemoveMadeFolders(madeFolders_);
+            return false;
+        }
+        ::close(probeFd);
         ::unlink(probe.c_str());
         if (!picture_.Create(format_.width, format_.height, 24)) {
             error = "not enough memory for a " + std::to_string(format_.width) + "x" +
@@ -293,22 +312,23 @@ public:
 
     bool Write(long frame, const uint8_t* rgba, std::string& error) override {
         const std::string path = FormatFramePath(target_.path, frame);
-        const std::string part = path + ".part";
         if (IsFolder(path)) {
             error = "cannot write " + path + ": it is a folder";
             return false;
         }
-        written_.push_back(path);  // before writing, so that Abandon removes a half file
-        bool ok = target_.picture == PictureFormat::Png ? WritePng(part, rgba, error)
-                                                        : WriteOwn(part, rgba, error);
+        std::string part;
+        const int fd = CreatePart(path, path, part, error);
+        if (fd < 0) return false;
+        written_.push_back({path, part});  // before writing, so that Abandon removes a half file
+        bool ok = target_.picture == PictureFormat::Png ? (::close(fd), WritePng(part, rgba, error))
+                                                        : WriteOwn(fd, part, rgba, error);
         return ok;
     }
 
     bool Finish(std::string& error) override {
         for (size_t i = 0; i < written_.size(); i++) {
-            const std::string part = written_[i] + ".part";
-            if (std::rename(part.c_str(), written_[i].c_str()) != 0) {
-                error = SysError("cannot put the picture in place at", written_[i]);
+            if (std::rename(written_[i].part.c_str(), written_[i].path.c_str()) != 0) {
+                error = SysError("cannot put the picture in place at", written_[i].path);
                 written_.erase(written_.begin(), written_.begin() + static_cast<long>(i));
                 return false;
             }
@@ -319,7 +339,7 @@ public:
     }
 
     void Abandon() override {
-        for (const std::string& path : written_) ::unlink((path + ".part").c_str());
+        for (const Written& w : written_) ::unlink(w.part.c_str());
         written_.clear();
         RemoveMadeFolders(madeFolders_);
     }
@@ -328,7 +348,7 @@ public:
 
 private:
     // Targa and BMP through the program's own writers, from a 24-bit picture.
-    bool WriteOwn(const std::string& part, const uint8_t* rgba, std::string& error) {
+    bool WriteOwn(int fd, const std::string& part, const uint8_t* rgba, std::string& error) {
         const int w = format_.width;
         const int h = format_.height;
         for (int r = 0; r < h; r++) {
@@ -339,11 +359,6 @@ private:
                 dst[1] = src[1];
                 dst[2] = src[0];
             }
-        }
-        const int fd = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        if (fd < 0) {
-            error = SysError("cannot write", part);
-            return false;
         }
         CPFile file;
         file.SetFileNum(fd);  // the file object closes it
@@ -387,7 +402,11 @@ private:
     SinkFormat format_;
     CDIB picture_;
     std::vector<uint8_t> rgb_;
-    std::vector<std::string> written_;  // final paths; their ".part" files exist
+    struct Written {
+        std::string path;  // where the picture goes
+        std::string part;  // the temporary file this run made for it
+    };
+    std::vector<Written> written_;
     std::vector<std::string> madeFolders_;  // folders of the pattern that Open made
 };
 

@@ -2,10 +2,11 @@
 // frame, or raw RGBA on standard output.
 //
 // No output claims success before the render has succeeded: a video is written
-// to "OUT.part" and renamed to OUT by Finish; pictures are written as
-// "NAME.part" and all renamed by Finish. Abandon removes whatever this run
-// wrote, so a failed or interrupted render leaves no file behind and never
-// replaces the user's earlier output.
+// to a temporary file beside OUT ("OUT.k3Xq9a.part", made exclusively under a
+// random name, so never a file of the user's) and renamed to OUT by Finish;
+// pictures likewise, each to its own, all renamed by Finish. Abandon removes
+// whatever this run created, so a failed or interrupted render leaves no file
+// behind and never replaces or touches the user's files.
 #pragma once
 
 #include <cstdint>

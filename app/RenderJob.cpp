@@ -1,5 +1,8 @@
 #include "app/RenderJob.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -30,8 +33,61 @@ public:
 
 ToolBackend gToolBackend;
 volatile std::sig_atomic_t gInterrupted = 0;
+// Set while the show's picture is read: a reader or the importer may sit in one
+// picture for a long time, and nothing of the output exists yet.
+volatile std::sig_atomic_t gLoadingPicture = 0;
+// Where the user's standard error is while the load's is silenced.
+volatile std::sig_atomic_t gUserErrors = 2;
 
-void OnInterrupt(int) { gInterrupted = 1; }
+constexpr char kInterruptedLine[] = "glimmerstroll: interrupted; nothing was written\n";
+constexpr int kInterruptedStatus = 130;
+
+void OnInterrupt(int) {
+    gInterrupted = 1;
+    if (!gLoadingPicture) return;  // the frame loop stops at the next frame
+    // Nothing is written before the picture has been read, so there is
+    // nothing to clean up: end here rather than after the load.
+    const ssize_t ignored = write(gUserErrors, kInterruptedLine, sizeof kInterruptedLine - 1);
+    (void)ignored;
+    _exit(kInterruptedStatus);
+}
+
+// Marks the picture load as a place where an interrupt ends the program at
+// once. Meanwhile standard error goes nowhere: the codec libraries behind the
+// importer print their own complaints (libpng's "libpng error: ..."), and the
+// user reads the tool's one line instead.
+class InterruptibleLoad {
+public:
+    InterruptibleLoad() {
+        std::fflush(stderr);
+        saved_ = dup(2);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && nowhere >= 0) {
+            gUserErrors = saved_;
+            dup2(nowhere, 2);
+        }
+        if (nowhere >= 0) close(nowhere);
+        gLoadingPicture = 1;
+        if (gInterrupted) OnInterrupt(0);
+    }
+    ~InterruptibleLoad() {
+        gLoadingPicture = 0;
+        if (saved_ < 0) return;
+        std::fflush(stderr);
+        dup2(saved_, 2);
+        gUserErrors = 2;
+        close(saved_);
+    }
+    InterruptibleLoad(const InterruptibleLoad&) = delete;
+    InterruptibleLoad& operator=(const InterruptibleLoad&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
+// Renders without --frames stop here: a key far out (up to frame 2^31 - 1)
+// must not start a render that never ends. One hour of frames at the rate.
+long DefaultFramesCap(int32_t frameRate) { return 3600L * ((frameRate + 50) / 100 > 0 ? (frameRate + 50) / 100 : 1); }
 
 std::string JoinMessages(const std::vector<std::string>& messages) {
     std::string all;
@@ -75,6 +131,7 @@ void InstallInterruptHandlers() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);  // the terminal went away
     // A closed pipe shows up as a failed write, which says more than a signal.
     std::signal(SIGPIPE, SIG_IGN);
 }
@@ -92,6 +149,12 @@ RenderResult RunRender(const RenderRequest& request) {
 
     long first = 0;
     long last = show.DefaultLength() - 1;
+    const long cap = DefaultFramesCap(request.frameRate);
+    if (!request.frames.given && last >= cap) {
+        result.warnings.push_back("the show runs " + std::to_string(last + 1) + " frames; rendering the first " +
+                                  std::to_string(cap) + " (one hour): give --frames FIRST-LAST for more");
+        last = cap - 1;
+    }
     if (request.frames.given) {
         // A range wholly past the show's end is a mistake; one that runs past
         // it is cut there.
@@ -113,11 +176,24 @@ RenderResult RunRender(const RenderRequest& request) {
             last = request.frames.last;
     }
 
+    // A name this short is no picture to the document, which would render
+    // black: it is a missing picture like any other.
+    if (show.pictures[0].reference.size() < 3) {
+        result.error = "cannot load picture \"" + show.pictures[0].reference + "\" of show " + request.showPath +
+                       ": the show names no picture file";
+        return result;
+    }
+
     gFrameRate = request.frameRate;
     TakeToolMessages();
     // Pictures missing at their stored paths are looked for beside the show.
     std::snprintf(doc.showFolder, sizeof doc.showFolder, "%s", ShowFolderOf(request.showPath).c_str());
-    if (!PutShow(doc, show, result.error)) {
+    bool put = false;
+    {
+        InterruptibleLoad load;
+        put = PutShow(doc, show, result.error);
+    }
+    if (!put) {
         result.error = "cannot load show " + request.showPath + ": " + result.error;
         return result;
     }

@@ -106,6 +106,11 @@ bool ReadShowFile(const std::string& path, ShowBlock& show, std::string& error) 
         error = "cannot open show " + path + ": it is a folder";
         return false;
     }
+    // A device or a FIFO would never end, or block before the first byte.
+    if (!S_ISREG(st.st_mode)) {
+        error = "cannot open show " + path + ": it is not a file";
+        return false;
+    }
     if (static_cast<size_t>(st.st_size) > kShowMaxBytes) {
         error = path + " is not a Glimmerstroll show (.gsx): it is too large";
         return false;

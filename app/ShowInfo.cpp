@@ -1,5 +1,6 @@
 #include "app/ShowInfo.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>

@@ -74,8 +74,10 @@ void AddRenderOptions(CLI::App* command, RenderText& t, bool forDemo) {
         command->add_flag("--draft,!--no-draft", t.draft, "fast, lower-quality resampling (default: the DraftRender setting)");
         command->add_flag("--blur,!--no-blur", t.blur, "motion blur (default: the BlurFrames setting)");
         command->add_flag("--multiprocess", t.multiprocess, "draw half of each frame on a second processor");
-        command->add_flag("-y,--overwrite", t.overwrite, "replace an output that is already there");
     }
+    command->add_flag("-y,--overwrite", t.overwrite,
+                      forDemo ? "replace the video, show and picture of an earlier demo"
+                              : "replace an output that is already there");
     command->add_flag("-q,--quiet", t.quiet, "no progress bar");
 }
 
@@ -175,13 +177,22 @@ int RunDemoCommand(RenderText t) {
             name = name.substr(0, name.find_last_of('.'));
         base = folder + name;
     }
-    std::string error;
-    if (!MakeParentFolders(base, error)) return Fail(error);
     const std::string picturePath = base + "-picture.tga";
     const std::string showPath = base + ".gsx";
+    // The show beside the video may be the user's own by now: nothing is
+    // replaced without -y, as with render.
+    if (!request.overwrite) {
+        std::vector<std::string> there{showPath, picturePath};
+        if (request.output.kind == gs::OutputKind::Video) there.push_back(request.output.path);
+        for (const std::string& path : there) {
+            struct stat st;
+            if (lstat(path.c_str(), &st) == 0) return Fail(path + " already exists; add -y to replace it");
+        }
+    }
+    std::string error;
+    if (!MakeParentFolders(base, error)) return Fail(error);
     request.showPath = showPath;
     request.frames = gs::FrameRange{};  // the whole show
-    request.overwrite = true;           // the example is made afresh each time
 
     gs::InstallInterruptHandlers();
     gs::StartTool();

@@ -840,25 +840,30 @@ int CMain::OpenDocumentFile(FSpec* file, bool refresh) {
 
 int CMain::WriteShow(FSpec* file) {
     std::string block(kShowBufferSize, '\0');
+    const auto modified = pDoc->modified;
     const long length = pDoc->SaveShow(file, block.data(), kShowBufferSize);
-    if (length <= 0) return 0;
-    CPFile out;
-    out.SetFileType(0);
-    out.SetCreatorType(0);
-    if (!out.Open(file, kFileWrite)) return 0;
-    out.Write(block.data(), length);
-    // The file layer never shortens a file: cut off what an older, longer show left.
-    const bool cut = ftruncate(out.GetFileNum(), length) == 0;
-    const bool whole = out.GetFileLength() == length;
-    out.Close();
-    return cut && whole ? 1 : 0;
+    // Through a temporary file beside the show: a full disk or any other
+    // failure leaves the old show as it was.
+    const int result = length > 0 ? SaveFileSafely(file, block.data(), length) : kSaveFailed;
+    // A show that did not reach its file still has changes to save.
+    if (result != kSaveDone) pDoc->modified = modified;
+    return result;
+}
+
+void CMain::ReportUnwritten(const FSpec& file, bool closing) {
+    std::string text = std::string("The show could not be written to ") + file.name + ".";
+    if (closing)
+        text += " Save it elsewhere with Save Show, or leave with \"Quit - DON'T Apply changes\".";
+    ErrorBox(text.c_str(), -9999);
 }
 
 void CMain::SaveShow() {
     FSpec file;
     if (!ChooseFile(true, &file, kShowFilter, ".gsx", &showFile)) return;
-    // A file that cannot be written leaves the show under its new name all the same.
-    WriteShow(&file);
+    // A file that cannot be created is passed over in silence; one that was
+    // begun and could not be finished is reported. Either way the show takes
+    // the new name.
+    if (WriteShow(&file) == kSaveFailed) ReportUnwritten(file, false);
     showFile = file;
     SetShowTitle(showFile.name);
 }
@@ -870,18 +875,15 @@ void CMain::QuickSave() {
     }
     const long current = gCurFrame;
     pDoc->GotoFrame(0, true);
-    WriteShow(&showFile);
+    if (WriteShow(&showFile) == kSaveFailed) ReportUnwritten(showFile, false);
     pDoc->GotoFrame(current, true);
 }
 
 int CMain::SaveForClose() {
     FSpec target = showFile;
     if (IsEmptySpec(target) && !ChooseFile(true, &target, kShowFilter, ".gsx", nullptr)) return 0;
-    if (!WriteShow(&target)) {
-        const std::string text = std::string("The show could not be written to ") + target.name +
-                                 ". Save it elsewhere with Save Show, or leave with "
-                                 "\"Quit - DON'T Apply changes\".";
-        ErrorBox(text.c_str(), -9999);
+    if (WriteShow(&target) != kSaveDone) {
+        ReportUnwritten(target, true);
         return 0;
     }
     showFile = target;

@@ -155,8 +155,11 @@ private:
     // File dialogs starting in the remembered folder; 1 when a file was chosen.
     int ChooseFile(bool save, FSpec* result, const char* filter, const char* extension,
                    FSpec* propose);
-    // Writes the show into `file`; 1 when every byte was written.
+    // Writes the show into `file` safely: kSaveDone, kSaveFailed (the old
+    // file is intact) or kSaveNoFile (nothing could be created there).
     int WriteShow(FSpec* file);
+    // The "could not be written" message; on closing it says how to go on.
+    void ReportUnwritten(const FSpec& file, bool closing);
     // Saves to the show file, asking for a name when it has none; 1 when saved.
     int SaveForClose();
     void SetStageScale(float scale);

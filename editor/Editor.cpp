@@ -89,6 +89,16 @@ int RunEditorFor(EditorHost* host, const char* showPath) {
     }
     const long result = MessageLoop(true);
     delete frame;
+    if (result < 0) {
+        // Without a display nobody saw the editor's last message: it says why.
+        const HeadlessBackend* headless = dynamic_cast<HeadlessBackend*>(GetWindowBackend());
+        for (size_t i = headless ? headless->asked.size() : 0; i-- > 0;) {
+            if (headless->asked[i].kind != "error") continue;
+            std::fprintf(stderr, "glimmerstroll edit: %s\n", headless->asked[i].text.c_str());
+            break;
+        }
+        return -1;
+    }
     return static_cast<int>(result);
 }
 

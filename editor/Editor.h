@@ -19,7 +19,8 @@ void InstallEditor();
 enum : int {
     kEditApplied = 0,   // "Apply Moves and Close": the show was saved to its file
     kEditDropped = 1,   // "Quit - DON'T Apply changes": nothing was written
-    kEditFailed = 2,    // the editor could not start (no display, unreadable show)
+    kEditFailed = 2,    // the editor could not start (no display, unreadable show), or
+                        // a scripted editor could not save its show on closing
 };
 
 // The frame rate the stand-alone editor counts a show's frames at unless the

@@ -27,7 +27,8 @@ int Usage(std::FILE* out, int status) {
                  "--fps RATE  the rate its frames are counted at: 25 (the default, as\n"
                  "            glimmerstroll render), 29.97 or 23.976\n"
                  "Exit status: 0 the show was saved (Apply Moves and Close), 1 left without\n"
-                 "saving (Quit - DON'T Apply changes), 2 the editor could not start.\n");
+                 "saving (Quit - DON'T Apply changes), 2 the editor could not start (or, run\n"
+                 "on a script, could not save the show when closing).\n");
     return status;
 }
 
@@ -74,7 +75,7 @@ int main(int argc, char** argv) {
     const int status = EditShowFile(path, frameRate);
     StopWindowLayer();
     if (status == kEditFailed)
-        std::fprintf(stderr, "glimmerstroll edit: the editor could not start on %s\n",
+        std::fprintf(stderr, "glimmerstroll edit: the editor could not start on, or save, %s\n",
                      path ? path : "an untitled show");
     return status;
 }

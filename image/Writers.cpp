@@ -33,12 +33,13 @@ int CDIB::Save(FSpec* file, int format) {
         ErrorBox("Error opening graphics file", -9999);
         return 0;
     }
-    if (!Save(&out, format)) {
+    // Every write and the close count: a disk that fills up is a failed save.
+    const bool saved = Save(&out, format) != 0;
+    if (!saved || !out.Commit()) {
         // The text says loading; it has always been shown for saving too.
         ErrorBox("Error loading graphics file", -9999);
         return 0;
     }
-    out.Close();
     return 1;
 }
 

@@ -1,7 +1,9 @@
 #include "platform/Files.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -68,7 +70,30 @@ int OpenFlags(int mode) {
     }
 }
 
+// Bytes left before the injected write failure; negative: none is injected.
+std::atomic<long> gWriteFaultAfter{-1};
+
+// How many of `count` bytes a write may pass before the injected failure.
+size_t AllowedByFault(size_t count) {
+    long left = gWriteFaultAfter.load();
+    if (left < 0) return count;
+    return count < static_cast<size_t>(left) ? count : static_cast<size_t>(left);
+}
+
+void UseFaultBytes(size_t n) {
+    if (gWriteFaultAfter.load() >= 0) gWriteFaultAfter -= static_cast<long>(n);
+}
+
+// Anything but a regular file (a folder, a device, a FIFO, a socket) that is at
+// `path` now. A missing path is not refused: opening for writing creates it.
+bool IsOtherThanFile(const char* path) {
+    struct stat st;
+    return stat(path, &st) == 0 && !S_ISREG(st.st_mode);
+}
+
 }  // namespace
+
+void SetWriteFaultAfter(long bytes) { gWriteFaultAfter = bytes < 0 ? -1 : bytes; }
 
 void MakePathSpec(FSpec& fileSpec, const char* path) {
     std::memset(&fileSpec, 0, sizeof fileSpec);
@@ -144,11 +169,21 @@ int CPFile::Open(FSpec* file, int mode) {
     fileSpec.volume = kPathFormId;
     fileSpec.parent = kPathFormId;
     if (target.path[0] == '\0') return 0;
+    // Checked by name first: opening a FIFO would block until a writer comes.
+    if (IsOtherThanFile(target.path)) return 0;
     // Linux files carry no type or creator: they stay in this object only.
-    int fd = open(target.path, OpenFlags(mode) | O_CLOEXEC, 0666);
-    if (fd < 0 && (mode & kFileReadWrite) == 0) fd = open(target.path, O_RDONLY | O_CLOEXEC);
+    int fd = open(target.path, OpenFlags(mode) | O_CLOEXEC | O_NONBLOCK, 0666);
+    if (fd < 0 && (mode & kFileReadWrite) == 0) fd = open(target.path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return 0;
+    // And again on what was opened, in case the name changed in between.
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        close(fd);
+        return 0;
+    }
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     fileRef = fd;
+    writeFailed = false;
     return 1;
 }
 
@@ -171,15 +206,32 @@ long CPFile::Read(char* buffer, long count) {
 }
 
 long CPFile::Write(char* buffer, long count) {
-    if (fileRef < 0 || !buffer) return count;
+    if (fileRef < 0 || !buffer) {
+        if (count > 0) writeFailed = true;
+        return count;
+    }
     long done = 0;
     while (done < count) {
-        ssize_t n = write(fileRef, buffer + done, static_cast<size_t>(count - done));
+        const size_t want = AllowedByFault(static_cast<size_t>(count - done));
+        ssize_t n = want ? write(fileRef, buffer + done, want) : -1;
+        if (!want) errno = ENOSPC;
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
+        if (n <= 0) {
+            writeFailed = true;
+            break;
+        }
+        UseFaultBytes(static_cast<size_t>(n));
         done += n;
     }
     return count;
+}
+
+int CPFile::Commit() {
+    if (fileRef < 0) return 0;
+    bool ok = !writeFailed && fsync(fileRef) == 0;
+    ok = close(fileRef) == 0 && ok;
+    fileRef = -1;
+    return ok ? 1 : 0;
 }
 
 int CPFile::Seek(long offset, int origin) {
@@ -194,7 +246,10 @@ long CPFile::GetFileLength() {
     return static_cast<long>(st.st_size);
 }
 
-void CPFile::SetFileNum(int reference) { fileRef = reference; }
+void CPFile::SetFileNum(int reference) {
+    fileRef = reference;
+    writeFailed = false;
+}
 
 void CPFile::SetFileType(unsigned long code) {
     fileType = code < 3 ? kCodes[code].type : static_cast<uint32_t>(code);
@@ -202,6 +257,64 @@ void CPFile::SetFileType(unsigned long code) {
 
 void CPFile::SetCreatorType(unsigned long code) {
     creator = code < 3 ? kCodes[code].creator : static_cast<uint32_t>(code);
+}
+
+int CreateTempBeside(const char* path, char* temp, size_t size) {
+    const int n = std::snprintf(temp, size, "%s.XXXXXX.part", path ? path : "");
+    if (!path || !path[0] || n < 0 || static_cast<size_t>(n) >= size) {
+        if (size) temp[0] = '\0';
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    const int fd = mkostemps(temp, 5, O_CLOEXEC);
+    if (fd < 0) {
+        temp[0] = '\0';
+        return -1;
+    }
+    // mkostemps makes the file private; give it what any new file gets.
+    const mode_t mask = umask(0);
+    umask(mask);
+    fchmod(fd, 0666 & ~mask);
+    return fd;
+}
+
+int SaveFileSafely(const FSpec* fileSpec, const char* data, long count) {
+    PlatformPath target;
+    CopyToMacFSSpec(&target, fileSpec);  // a file about to be created still has its path
+    if (target.path[0] == '\0' || !data || count < 0) return kSaveNoFile;
+    char temp[sizeof target.path + 16];
+    const int fd = CreateTempBeside(target.path, temp, sizeof temp);
+    // A disk too full for even an empty file is a failed write, not a folder
+    // that takes no files.
+    if (fd < 0) return errno == ENOSPC || errno == EDQUOT || errno == EIO ? kSaveFailed : kSaveNoFile;
+    // A file that is there already keeps its permissions.
+    struct stat old;
+    if (stat(target.path, &old) == 0 && S_ISREG(old.st_mode)) fchmod(fd, old.st_mode & 07777);
+
+    CPFile file;
+    file.SetFileNum(fd);
+    file.Write(const_cast<char*>(data), count);
+    bool ok = file.Commit() == 1;
+    ok = ok && rename(temp, target.path) == 0;
+    if (!ok) {
+        const int saved = errno;
+        unlink(temp);
+        errno = saved;
+        return kSaveFailed;
+    }
+    // The rename itself reaches the disk with the folder.
+    char folder[sizeof target.path];
+    std::snprintf(folder, sizeof folder, "%s", target.path);
+    char* slash = std::strrchr(folder, '/');
+    if (slash) {
+        slash[slash == folder ? 1 : 0] = '\0';
+        const int dir = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (dir >= 0) {
+            fsync(dir);
+            close(dir);
+        }
+    }
+    return kSaveDone;
 }
 
 int CopyToPascal(unsigned char* out, const char* in) {

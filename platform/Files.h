@@ -66,7 +66,9 @@ enum : int { kFileRead = 1, kFileWrite = 2, kFileReadWrite = 3 };
 
 // A file opened by FSpec over a POSIX file descriptor. Opening for writing
 // creates a missing file and never truncates an existing one: writing a shorter
-// file over a longer one leaves the old tail.
+// file over a longer one leaves the old tail. Only regular files open: a
+// folder, a device or a FIFO is refused as if it were missing, so that no read
+// blocks or runs for ever.
 class CPFile {
 public:
     CPFile();
@@ -83,8 +85,13 @@ public:
     // 0 on any error, including end of file before `count` bytes (the bytes that
     // were there are still read); otherwise the count modulo 65536.
     long Read(char* buffer, long count);
-    // Returns `count` whatever happened.
+    // Returns `count` whatever happened; a failure is kept for WriteFailed.
     long Write(char* buffer, long count);
+    // True once a write since Open failed or stopped short.
+    bool WriteFailed() const { return writeFailed; }
+    // Flushes what was written to the disk and closes the file: 1 when every
+    // write, the flush and the close succeeded, else 0.
+    int Commit();
     // origin 0 start, 1 end, 2 current position; anything else is 0. Returns 1.
     int Seek(long offset, int origin);
     long GetFileLength();
@@ -103,10 +110,34 @@ public:
 
 private:
     int fileRef = -1;  // file descriptor, -1 when none is open
+    bool writeFailed = false;
     uint32_t fileType;
     uint32_t creator;
     FSpec fileSpec;
 };
+
+// Creates a new, empty file beside `path` under a name that cannot be anyone
+// else's: `path` with a random part and ".part" added ("show.gsx.k3Xq9a.part"),
+// made exclusively with the permissions a new file gets. Its name goes to
+// `temp` (`size` bytes); returns its descriptor, or -1 with errno set.
+int CreateTempBeside(const char* path, char* temp, size_t size);
+
+// Results of SaveFileSafely.
+enum : int {
+    kSaveDone = 1,
+    kSaveFailed = 0,   // writing, flushing or renaming failed (or the disk is full):
+                       // the old file is as it was
+    kSaveNoFile = -1,  // the folder takes no new file (missing, not writable)
+};
+// Replaces the content of the file that `fileSpec` names with `count` bytes of
+// `data`, in one step: the bytes go to a temporary file beside it, which is
+// flushed to disk and renamed over the old file. Whatever fails, the old file
+// stays as it was and the temporary is removed.
+int SaveFileSafely(const FSpec* fileSpec, const char* data, long count);
+
+// For tests: once `bytes` more bytes have been written through CPFile, every
+// further write fails as on a full disk (ENOSPC). Negative: never (the default).
+void SetWriteFaultAfter(long bytes);
 
 // Length-prefixed strings. `out` holds 257 bytes; returns the length byte
 // (the string's length, at most 255).

@@ -1,5 +1,7 @@
 #include "platform/Platform.h"
 
+#include <atomic>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -83,8 +85,16 @@ long GetTextWidth(const char* text) { return gBackend->TextWidth(text); }
 void DIBDraw(tagRECT& target, tagRECT& source, CDIB* dib, void* port) { gBackend->DrawDIB(target, source, dib, port); }
 void Sound(int kind) { gBackend->Beep(kind); }
 
+namespace {
+std::atomic<long> gMemBlockLimit{0};
+}  // namespace
+
+void SetMemBlockLimit(long bytes) { gMemBlockLimit = bytes > 0 ? bytes : 0; }
+
 unsigned char* AllocMemBlock(long size) {
     if (size <= 0) return nullptr;
+    const long limit = gMemBlockLimit.load();
+    if (limit > 0 && size > limit) return nullptr;  // as if memory ran out
     return new (std::nothrow) unsigned char[static_cast<size_t>(size)];
 }
 

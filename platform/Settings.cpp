@@ -185,10 +185,7 @@ void LoadIniFile() {
 void SaveIniFile() {
     FSpec fileSpec;
     if (!SettingsSpec(fileSpec)) return;
-    unlink(fileSpec.name);  // rewritten from scratch
-    CPFile file;
-    MarkAsText(file);
-    if (!file.Open(&fileSpec, kFileWrite)) return;
-    file.Write(gIniString, static_cast<long>(strnlen(gIniString, kIniSize)));
-    file.Close();
+    // Rewritten from scratch, through a temporary file: a full disk leaves
+    // the old settings in place rather than a cut one.
+    SaveFileSafely(&fileSpec, gIniString, static_cast<long>(strnlen(gIniString, kIniSize)));
 }

@@ -215,6 +215,13 @@ bool HeadlessBackend::WaitEvent(PlatformEvent& event, int ticks) {
     skippedTicks += static_cast<unsigned long>(std::max(ticks, 0));
     if (++dryWaits >= dryLimit) {
         dryWaits = 0;
+        if (++leaveTries > kLeaveTries) {
+            // The editor refused to leave every time (a save on close that
+            // keeps failing): nobody is there to do anything else, so the
+            // loop ends as failed rather than asking for ever.
+            PostAMessage(gFirstWin, kMsgEndLoop, kLeaveFailed, 0);
+            return false;
+        }
         Key(gFirstWin, kKeyEscape);
         Quit();
     }

@@ -6,6 +6,8 @@
 // When the queue has been empty for `dryLimit` waits in a row (no time passes
 // while waiting: the clock moves on instead), the user is taken to leave: an
 // Escape key press and release go to the main window, then a quit request.
+// When the editor is still there after a few such tries, MessageLoop ends
+// with a negative result (failed).
 #pragma once
 
 #include <deque>
@@ -135,6 +137,9 @@ private:
     unsigned long startTicks = 0;
     unsigned long skippedTicks = 0;
     int dryWaits = 0;
+    static constexpr int kLeaveTries = 3;
+    static constexpr long kLeaveFailed = -2;  // MessageLoop returns it as it is
+    int leaveTries = 0;
     struct Field;
     std::vector<Field*> fields;
 };

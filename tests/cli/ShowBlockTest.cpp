@@ -2,6 +2,7 @@
 // and what `info` makes of them.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "app/ShowBlock.h"
@@ -163,6 +164,8 @@ TEST(ShowInfo, EaseCodesAreTakenApart) {
     EXPECT_EQ(straight.type, 3);
     EXPECT_TRUE(straight.straight);
     EXPECT_STREQ(EaseTypeName(3), "no slows");
+    // Past an int's range (checked by the sanitizer builds): the largest code.
+    for (const float huge : {3e9f, 1e38f, INFINITY}) EXPECT_STREQ(EaseTypeName(DecodeEase(huge).type), "unknown");
 }
 
 TEST(ShowInfo, TimecodesFollowTheGivenRate) {

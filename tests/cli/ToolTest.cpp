@@ -331,18 +331,71 @@ TEST_F(Tool, InterruptedRenderLeavesNothingBehind) {
     if (!HaveProgram("ffmpeg")) GTEST_SKIP() << "ffmpeg is not installed";
     WriteTestShow(dir / "long.gsx", dir / "long-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {20, 60, 40, 80, 8}},
                   100001);
+    // The user's own file of the name a careless temporary would take.
+    { std::ofstream(dir / "long.mp4.part") << "mine"; }
     Process render({ToolPath(), "render", dir / "long.gsx", "-o", dir / "long.mp4", "--size", "1280x720"}, dir.path);
-    for (int i = 0; i < 400 && !Exists(dir / "long.mp4.part"); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    ASSERT_TRUE(Exists(dir / "long.mp4.part"));
+    auto temporaries = [&] {
+        int n = 0;
+        for (const std::string& name : dir.List()) n += name.rfind("long.mp4.", 0) == 0 && name != "long.mp4.part";
+        return n;
+    };
+    for (int i = 0; i < 400 && !temporaries(); i++) std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    ASSERT_EQ(temporaries(), 1);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    kill(render.Pid(), SIGINT);
+    kill(render.Pid(), SIGHUP);
     const RunResult r = render.Wait();
     EXPECT_EQ(r.exitCode, 130) << r.err;
     EXPECT_EQ(Lines(r.err).size(), 1u) << r.err;
     EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
     EXPECT_FALSE(Exists(dir / "long.mp4"));
-    EXPECT_FALSE(Exists(dir / "long.mp4.part"));
+    EXPECT_EQ(temporaries(), 0);
+    EXPECT_EQ(ReadFile(dir / "long.mp4.part"), "mine");
+}
+
+TEST_F(Tool, DemoReplacesNoneOfItsFilesWithoutY) {
+    std::filesystem::create_directory(dir / "out");
+    for (const char* name : {"demo.gsx", "demo-picture.tga", "demo.mp4"}) {
+        const std::string mine = dir / (std::string("out/") + name);
+        { std::ofstream(mine) << "mine"; }
+        const RunResult r = Gs({"demo", "-o", dir / "out/demo.mp4", "--size", "32x18", "-q"});
+        EXPECT_EQ(r.exitCode, 1) << mine;
+        EXPECT_NE(r.err.find(mine + " already exists; add -y"), std::string::npos) << r.err;
+        EXPECT_EQ(ReadFile(mine), "mine");
+        std::filesystem::remove(mine);
+    }
+}
+
+TEST_F(Tool, OutputNamesReachFfmpegAsFilesAndTheUsersPartFilesStay) {
+    if (!HaveProgram("ffmpeg")) GTEST_SKIP() << "ffmpeg is not installed";
+    for (const char* name : {"x.mp4", "file:x.mp4", "pipe:1.mkv", "-x.mp4"}) {
+        const std::string part = std::string(name) + ".part";
+        { std::ofstream(dir / part) << "mine"; }
+        // Named as given, from inside the folder.
+        const RunResult r = RunProgram({"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" render show.gsx --output=\"$2\" "
+                                        "--size 32x18 --frames 0-2 -q", dir.path, ToolPath(), name},
+                                       dir.path);
+        EXPECT_EQ(r.exitCode, 0) << name << ": " << r.err;
+        EXPECT_GT(ReadFile(dir / name).size(), 100u) << name;
+        EXPECT_EQ(ReadFile(dir / part), "mine") << name;
+    }
+}
+
+TEST_F(Tool, ShortPictureNamesAreMissingAndFarKeysAreCapped) {
+    // A reference of two characters names no picture.
+    std::string show = ReadFile(dir / "show.gsx");
+    show.replace(8 + 6, 3, std::string("ab\0", 3));
+    { std::ofstream(dir / "short.gsx", std::ios::binary) << show; }
+    const RunResult missing = Gs({"render", dir / "short.gsx", "-o", "-", "--size", "16x16"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_NE(missing.err.find("cannot load picture \"ab\""), std::string::npos) << missing.err;
+
+    // A key at the last frame there is: an hour of frames, and how to get more.
+    WriteTestShow(dir / "far.gsx", dir / "far.tga", 16, 16, {{0, 8, 8, 16, 0}, {2147483647, 8, 8, 8, 0}}, 0);
+    const RunResult far = Gs({"render", dir / "far.gsx", "-o", "-", "--size", "1x1", "--fps", "1"});
+    EXPECT_EQ(far.exitCode, 0) << far.err;
+    EXPECT_EQ(far.out.size(), 3600u * 4);
+    EXPECT_NE(far.err.find("--frames"), std::string::npos) << far.err;
 }
 
 // Both fields drawn with the second processor are the fields drawn without it,

@@ -73,9 +73,9 @@ TEST_F(EditorFrameTest, OnItsOwnAShowKeepsItsLengthAndTheTimelineFollowsIt) {
         // 0: a show written without its length (word 11 of the first key).
         if (length == 0) std::memset(block.data() + 274 + 44, 0, 4);
         std::ofstream(folder / name, std::ios::binary) << block;
-        FSpec spec;
-        MakePathSpec(spec, (folder / name).c_str());
-        return spec;
+        FSpec file;
+        MakePathSpec(file, (folder / name).c_str());
+        return file;
     };
     FSpec saved = write("short.gsx", 175);
     FSpec unsaved = write("unsaved.gsx", 0);
@@ -110,6 +110,31 @@ TEST_F(EditorFrameTest, OnItsOwnAShowKeepsItsLengthAndTheTimelineFollowsIt) {
     Choose(2005);
     EXPECT_EQ(175, pDoc->showLength);
     EXPECT_EQ(10, pTime->timeScale);
+}
+
+TEST_F(EditorFrameTest, AFailedSaveSaysSoAndKeepsTheOldShow) {
+    const std::string path = (folder / "kept.gsx").string();
+    backend->AnswerSaveFile(path.c_str());
+    Choose(2003);
+    const std::string saved = ReadFile(path);
+    ASSERT_FALSE(saved.empty());
+    pDoc->keys[0][1].horizontalPos = 321.0f;
+    pDoc->modified = 1;
+    for (const bool dialog : {true, false}) {
+        SetWriteFaultAfter(10);  // the disk fills up part way
+        if (dialog) {
+            backend->AnswerSaveFile(path.c_str());
+            Choose(2003);
+        } else {
+            Chord('s');
+        }
+        SetWriteFaultAfter(-1);
+        EXPECT_EQ("error", backend->asked.back().kind) << dialog;
+        EXPECT_EQ("The show could not be written to " + path + ".", backend->asked.back().text);
+        EXPECT_EQ(saved, ReadFile(path));
+        EXPECT_NE(0, pDoc->modified);
+    }
+    EXPECT_EQ(1u, std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
 TEST_F(EditorFrameTest, NewShowAsksOnlyForAModifiedShow) {

@@ -112,6 +112,11 @@ TEST_F(ScriptedEditor, StandaloneEditorSavesOnApplyAndWritesNothingOnQuit) {
     EXPECT_EQ(2, Edit(folder / "junk.gsx", "cmd:q")) << output;
     EXPECT_EQ(2, Edit(other, "menu:77")) << output;
     EXPECT_NE(std::string::npos, output.find("\"menu:77\"")) << output;
+    // A save on closing that cannot be done ends a scripted editor as failed,
+    // with the message, instead of asking for ever; nor does a device open.
+    EXPECT_EQ(2, Edit(folder / "no-folder/show.gsx", "cmd:q")) << output;
+    EXPECT_NE(std::string::npos, output.find("The show could not be written to")) << output;
+    EXPECT_EQ(2, Edit("/dev/zero", "cmd:q")) << output;
 }
 
 TEST_F(ScriptedEditor, StandaloneEditorCountsFramesAtTheToolsRateUnlessToldOtherwise) {

@@ -270,7 +270,11 @@ TEST(PictureWriters, OtherProgramsReadWhatIsSaved) {
     MessageRecorder recorder;
     FSpec nowhere = SpecFor("/nonexistent_gs_folder/x.bmp");
     EXPECT_EQ(rgb.Save(&nowhere, 0), 0);
-    EXPECT_EQ(recorder.messages, std::vector<std::string>{"Error opening graphics file"});
+    // A disk that fills up part way is a failed save too.
+    SetWriteFaultAfter(30);
+    EXPECT_EQ(rgb.Save(&bmp, 0), 0);
+    SetWriteFaultAfter(-1);
+    EXPECT_EQ(recorder.messages, (std::vector<std::string>{"Error opening graphics file", "Error loading graphics file"}));
 }
 
 TEST(PackBits, UnpacksRunsAndLiteralsWithinBothBuffers) {

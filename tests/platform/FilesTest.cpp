@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "tests/common/TestKit.h"
@@ -83,6 +88,86 @@ TEST(CPFileTest, ModesCreateReadAndNeverTruncate) {
     char text[11] = {};
     EXPECT_EQ(back.Read(text, 10), 10);
     EXPECT_STREQ(text, "ab23456789");
+}
+
+TEST(CPFileTest, OnlyRegularFilesOpenAndAtOnce) {
+    ScratchFolder dir;
+    const std::string fifo = dir / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::string& path : {std::string("/dev/zero"), std::string("/dev/urandom"), fifo, dir.path}) {
+        FSpec fileSpec;
+        MakePathSpec(fileSpec, path.c_str());
+        for (int mode : {kFileRead, kFileWrite, kFileReadWrite}) {
+            CPFile file;
+            EXPECT_EQ(file.Open(&fileSpec, mode), 0) << path << " mode " << mode;
+        }
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+// A show saved over an older one: written whole, or on any failure not at all.
+class SafeSave : public ::testing::Test {
+protected:
+    void TearDown() override { SetWriteFaultAfter(-1); }
+    int Save(const std::string& path, const std::string& bytes) {
+        FSpec fileSpec;
+        MakePathSpec(fileSpec, path.c_str());
+        return SaveFileSafely(&fileSpec, bytes.data(), static_cast<long>(bytes.size()));
+    }
+    ScratchFolder dir;
+};
+
+TEST_F(SafeSave, ReplacesTheWholeFileKeepingItsPermissions) {
+    const std::string path = dir / "show.gsx";
+    std::ofstream(path) << std::string(9000, 'o');
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+    ASSERT_EQ(Save(path, "new show"), kSaveDone);
+    EXPECT_EQ(ReadFile(path), "new show");
+    struct stat st;
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    EXPECT_EQ(dir.List(), std::vector<std::string>{"show.gsx"});
+    EXPECT_EQ(Save(dir / "no-folder/show.gsx", "x"), kSaveNoFile);
+}
+
+TEST_F(SafeSave, AFailedWriteLeavesTheOldFileAndNoTemporary) {
+    const std::string path = dir / "show.gsx";
+    std::ofstream(path) << "old show";
+    for (long after : {0L, 3L}) {
+        SetWriteFaultAfter(after);
+        EXPECT_EQ(Save(path, std::string(5000, 'n')), kSaveFailed) << after;
+        EXPECT_EQ(ReadFile(path), "old show");
+        EXPECT_EQ(dir.List(), std::vector<std::string>{"show.gsx"});
+    }
+    // A new file that could not be written is not there at all.
+    SetWriteFaultAfter(0);
+    EXPECT_EQ(Save(dir / "new.gsx", "n"), kSaveFailed);
+    EXPECT_EQ(dir.List(), std::vector<std::string>{"show.gsx"});
+}
+
+TEST_F(SafeSave, OnAFullFilesystem) {
+    // A real full disk where this process may mount a small one.
+    const std::string disk = dir / "disk";
+    ASSERT_EQ(mkdir(disk.c_str(), 0700), 0);
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "no tmpfs can be mounted here; the injected write failure above stands in";
+    const std::string path = disk + "/show.gsx";
+    const bool old = Save(path, "old show") == kSaveDone;
+    {
+        std::ofstream fill(disk + "/fill", std::ios::binary);
+        const std::string block(4096, 'f');
+        for (int i = 0; i < 64 && fill; i++) fill.write(block.data(), block.size());
+    }
+    const int saved = Save(path, std::string(20000, 'n'));
+    const std::string left = ReadFile(path);
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(disk)) names.push_back(e.path().filename().string());
+    umount2(disk.c_str(), MNT_DETACH);
+    ASSERT_TRUE(old);
+    EXPECT_EQ(saved, kSaveFailed);
+    EXPECT_EQ(left, "old show");
+    EXPECT_EQ(names.size(), 2u);  // the show and the filler, no temporary
 }
 
 TEST(CPFileTest, SeekOriginsAndShortReads) {

@@ -13,6 +13,7 @@
 #include "doc/CDoc.h"
 #include "platform/Env.h"
 #include "platform/Files.h"
+#include "platform/Platform.h"
 #include "platform/Settings.h"
 
 namespace {
@@ -21,6 +22,9 @@ CDoc* Document() {
     static CDoc* doc = [] {
         std::snprintf(gEnv.programName, sizeof gEnv.programName, "Glimmerstroll");
         std::snprintf(gIniString, sizeof gIniString, "[Glimmerstroll]\r\nShowPicError=0\r\nRescaleShow=1\r\n");
+        // The missing-picture image and its preparation are no part of the
+        // block: with no memory for pictures each input is the block alone.
+        SetMemBlockLimit(4096);
         return new CDoc;
     }();
     return doc;
