@@ -330,7 +330,7 @@ TEST_F(Tool, MissingPictureWithMessagesOffDrawsThePlaceholder) {
 TEST_F(Tool, InterruptedRenderLeavesNothingBehind) {
     if (!HaveProgram("ffmpeg")) GTEST_SKIP() << "ffmpeg is not installed";
     WriteTestShow(dir / "long.gsx", dir / "long-picture.tga", 160, 90, {{0, 80, 45, 160, 0}, {20, 60, 40, 80, 8}},
-                  100001);
+                  50000);
     // The user's own file of the name a careless temporary would take.
     { std::ofstream(dir / "long.mp4.part") << "mine"; }
     Process render({ToolPath(), "render", dir / "long.gsx", "-o", dir / "long.mp4", "--size", "1280x720"}, dir.path);

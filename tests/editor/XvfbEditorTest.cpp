@@ -54,7 +54,7 @@ protected:
 
 TEST_F(EditorUnderXvfb, OpensDrawsShowsItsMenusAndSavesOnCommandQ) {
     int status = -1;
-    const std::string demo = Shell("'" + kBin + "glimmerstroll' demo --size 160x120 -o '" +
+    const std::string demo = Shell("'" + kBin + "glimmerstroll' demo -y --size 160x120 -o '" +
                                    (folder / "demo.mp4").string() + "'", &status);
     ASSERT_EQ(0, status) << demo;
     const fs::path show = folder / "demo.gsx";

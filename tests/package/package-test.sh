@@ -77,7 +77,7 @@ fi
 step "the installed tool"
 cd "$work"
 "$bin/glimmerstroll" --version
-"$bin/glimmerstroll" demo -o "$work/demo.mp4" --size 160x90 --quiet
+"$bin/glimmerstroll" demo -y -o "$work/demo.mp4" --size 160x90 --quiet
 "$bin/glimmerstroll" render demo.gsx -o "$work/show.mp4" --size 160x90 --frames 0-24 --quiet
 frames=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0 show.mp4)
 [ "$frames" = 25 ] || fail "show.mp4 has $frames frames, not 25"
