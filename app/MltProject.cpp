@@ -62,31 +62,21 @@ std::string MltProjectText(const MltFilm& film) {
       << film.size.height / g << "\" frame_rate_num=\"" << num << "\" frame_rate_den=\"" << den
       << "\" colorspace=\"709\"/>\n";
 
-    // One clip per item. A show as the source sits in a tractor of its own,
-    // so that its time starts with the clip.
+    // One clip per item: the show drawn by the frei0r source at the photo's
+    // own resolution (the same frames as the tool), in a tractor of its own
+    // so that the show's time starts with the clip.
     for (size_t i = 0; i < film.clips.size(); i++) {
         const MltClip& c = film.clips[i];
         const std::string id = "item" + std::to_string(i + 1);
         const std::string out = std::to_string(c.length - 1);
-        if (!c.picture.empty()) {
-            x << "  <producer id=\"" << id << "\" in=\"0\" out=\"" << out << "\">\n";
-            Property(x, "    ", "resource", c.picture);
-            Property(x, "    ", "length", std::to_string(c.length));
-            x << "    <filter>\n";
-            Property(x, "      ", "mlt_service", "frei0r.glimmerstroll_filter");
-            Property(x, "      ", "show", c.show);
-            Property(x, "      ", "fps", fpsText);
-            x << "    </filter>\n  </producer>\n";
-        } else {
-            x << "  <producer id=\"" << id << "-show\" in=\"0\" out=\"" << out << "\">\n";
-            Property(x, "    ", "mlt_service", "frei0r.glimmerstroll");
-            Property(x, "    ", "length", std::to_string(c.length));
-            Property(x, "    ", "show", c.show);
-            Property(x, "    ", "fps", fpsText);
-            x << "  </producer>\n";
-            x << "  <tractor id=\"" << id << "\" in=\"0\" out=\"" << out << "\">\n    <track producer=\"" << id
-              << "-show\"/>\n  </tractor>\n";
-        }
+        x << "  <producer id=\"" << id << "-show\" in=\"0\" out=\"" << out << "\">\n";
+        Property(x, "    ", "mlt_service", "frei0r.glimmerstroll");
+        Property(x, "    ", "length", std::to_string(c.length));
+        Property(x, "    ", "show", c.show);
+        Property(x, "    ", "fps", fpsText);
+        x << "  </producer>\n";
+        x << "  <tractor id=\"" << id << "\" in=\"0\" out=\"" << out << "\">\n    <track producer=\"" << id
+          << "-show\"/>\n  </tractor>\n";
     }
     if (!film.music.empty()) {
         x << "  <producer id=\"music\">\n";
@@ -102,17 +92,25 @@ std::string MltProjectText(const MltFilm& film) {
         for (size_t i = track; i < film.clips.size(); i += 2) {
             const MltClip& c = film.clips[i];
             if (c.start > at) x << "    <blank length=\"" << c.start - at << "\"/>\n";
-            x << "    <entry producer=\"item" << i + 1 << "\" in=\"0\" out=\"" << c.length - 1 << "\">\n";
-            // Through black: the clip fades from and to black over its share.
+            x << "    <entry producer=\"item" << i + 1 << "\" in=\"0\" out=\"" << c.length - 1 << "\"";
             const long in = i > 0 ? film.clips[i - 1].fadeOut : 0;
-            if (c.throughBlack && c.fadeOut > 0 && i + 1 < film.clips.size()) {
+            const bool fadeIn = i > 0 && film.clips[i - 1].throughBlack && in > 0;
+            const bool fadeOut = c.throughBlack && c.fadeOut > 0 && i + 1 < film.clips.size();
+            if (!fadeIn && !fadeOut) {
+                x << "/>\n";
+                at = c.start + c.length;
+                continue;
+            }
+            x << ">\n";
+            // Through black: the clip fades from and to black over its share.
+            if (fadeOut) {
                 x << "      <filter>\n";
                 Property(x, "        ", "mlt_service", "brightness");
                 Property(x, "        ", "level", std::to_string(c.length - c.fadeOut) + "=1;" +
                                                      std::to_string(c.length - c.fadeOut / 2 - 1) + "=0");
                 x << "      </filter>\n";
             }
-            if (i > 0 && film.clips[i - 1].throughBlack && in > 0) {
+            if (fadeIn) {
                 x << "      <filter>\n";
                 Property(x, "        ", "mlt_service", "brightness");
                 Property(x, "        ", "level", std::to_string(in / 2) + "=0;" + std::to_string(in - 1) + "=1");

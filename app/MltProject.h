@@ -1,6 +1,6 @@
 // A film as an MLT XML project, for melt, Kdenlive and Shotcut: each item a
-// clip whose show moves the camera (a photo under the frei0r filter, a show
-// through the frei0r source), transitions as luma mixes between two video
+// clip drawn by the frei0r source from its show (a photo's automatic move or
+// the show item itself), transitions as luma mixes between two video
 // tracks, the music on an audio track faded out at the end.
 #pragma once
 
@@ -12,7 +12,6 @@
 namespace gs {
 
 struct MltClip {
-    std::string picture;   // a photo under the filter; empty: the show is the source
     std::string show;      // absolute path of the clip's show (.gsx)
     long start = 0;        // frames in the film
     long length = 0;

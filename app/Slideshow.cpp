@@ -431,10 +431,10 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         loaded = i;
         if (!pending.get()) return false;
         ItemPlan& p = plans[static_cast<size_t>(i)];
-        if (p.item.kind == ItemKind::Photo && !showFolder.empty()) {
+        if (p.item.kind != ItemKind::Show && !showFolder.empty()) {
             char number[16];
             std::snprintf(number, sizeof number, "%03d-", i + 1);
-            p.showFile = showFolder + "/" + number + Stem(p.item.path) + ".gsx";
+            p.showFile = Absolute(showFolder + "/" + number + Stem(p.item.path) + ".gsx");
             if (!WriteShowFile(*docs[i % 2], p.showFile, loadError)) return false;
         }
         return true;
@@ -532,7 +532,6 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         film.musicFade = Frames(MusicFadeSeconds(filmSeconds), request.frameRate);
         for (size_t i = 0; i < plans.size(); i++) {
             MltClip clip;
-            clip.picture = plans[i].item.kind == ItemKind::Photo ? Absolute(plans[i].item.path) : "";
             clip.show = plans[i].showFile;
             clip.start = place[i].start;
             clip.length = place[i].length;
