@@ -14,9 +14,13 @@ packages=(
   libgtk-3-dev libcairo2-dev libpango1.0-dev
   # the command-line tool and the frei0r plug-ins
   libcli11-dev frei0r-plugins-dev
+  # the slideshow's reel files, and its faces and saliency (OpenCV: the tool only)
+  nlohmann-json3-dev libopencv-dev opencv-data
   # real files and real hosts for the tests
   imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
   fonts-dejavu-core
+  # a real photo with a face (astronaut.png) for the slideshow's tests
+  python3-skimage
 )
 
 missing=()
