@@ -161,13 +161,21 @@ MovePlan PlanMove(double width, double height, double aspect, int outWidth, cons
         wide = Inside(s.CentreX(), s.CentreY(), widest, aspect, width, height);
         tight = Inside(s.CentreX(), s.CentreY(), narrow, aspect, width, height);
     } else {
-        // Pan along the long side from its far end to the subject, with a
-        // slight zoom so that the move is not a bare slide.
+        // Pan along the long side between its far end and the subject, with
+        // a slight zoom so that the move is not a bare slide.
         const double slight = std::clamp(widest / std::min(zoom, lowZoom), leastWidth, widest);
         const bool vertical = plan.shape == PictureShape::Portrait;
         const double along = vertical ? s.CentreY() : s.CentreX();
         const double length = vertical ? height : width;
-        const double farEnd = along < length / 2 ? length : 0.0;
+        double farEnd = along < length / 2 ? length : 0.0;
+        if (!zoomIn) {
+            // Moving away, the subject stays in the last frame: the pan stops
+            // where the subject reaches the frame's edge.
+            const double frame = vertical ? widest * aspect : widest;
+            const double half = vertical ? s.height / 2 : s.width / 2;
+            const double reach = std::max(0.0, frame / 2 - half);
+            farEnd = farEnd > along ? std::min(farEnd, along + reach) : std::max(farEnd, along - reach);
+        }
         if (vertical) {
             wide = Inside(s.CentreX(), farEnd, widest, aspect, width, height);
             tight = Inside(s.CentreX(), along, slight, aspect, width, height);

@@ -60,7 +60,9 @@ PictureShape ShapeOf(double width, double height, double aspect);
 
 // Plans the move over a picture of `width` x `height` for an output
 // `outWidth` pixels wide. `zoomIn`: toward the subject (else away from it);
-// `amount` in 0..1 picks the zoom between the limits.
+// `amount` in 0..1 picks the zoom between the limits. Either way the last
+// frame holds the subject: a zoom ends on it or on a wider frame around it, a
+// pan toward it ends on it, a pan away stops while it is still in frame.
 MovePlan PlanMove(double width, double height, double aspect, int outWidth, const Subject& subject,
                   const MoveLimits& limits, bool zoomIn, double amount);
 

@@ -21,6 +21,8 @@ packages=(
   fonts-dejavu-core
   # a real photo with a face (astronaut.png) for the slideshow's tests
   python3-skimage
+  # real JPEG photographs for the slideshow's README example and benchmark
+  lomiri-wallpapers-16.04
 )
 
 missing=()
