@@ -1,25 +1,19 @@
-// A show file (.gsx) as it lies on disk: its bytes, checked, and the fields a
-// reader outside the document wants to see (byte order, serial, version stamp,
-// picture references with their keys, the trailer). The document reads the
-// same bytes with CDoc::LoadShow; this reader only looks, so that `info` can
-// report a show without loading its pictures and `render` can refuse a file
-// that is no show before the document sees it.
+// A show file (.gsx) as it lies on disk: its bytes, checked and taken apart by
+// the show codec (doc/ShowCodec), with where its picture references point.
+// The document reads the same bytes with CDoc::LoadShow; this view only looks,
+// so that `info` can report a show without loading its pictures and `render`
+// can refuse a file that is no show before the document sees it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "doc/ShowCodec.h"
+#include "doc/ShowJson.h"
 #include "motion/Types.h"
 
 namespace gs {
-
-constexpr int kShowMagic = 0x1234;
-constexpr size_t kShowHeaderBytes = 8;
-constexpr size_t kShowTrailerBytes = 20;
-constexpr size_t kShowSpecBytes = 262;
-constexpr size_t kShowRecordBytes = kShowSpecBytes + 4;  // reference and key count
-constexpr int kShowMaxKeys = 63;
 
 struct ShowPicture {
     std::string reference;  // the name stored in the reference
@@ -48,6 +42,7 @@ struct ShowBlock {
     bool hasExtra = false;
     std::string extraReference;
     ShowTrailer trailer;
+    ShowDescription description;  // the block as plain data
 
     // Key 0's copy of the show length in frames, or 0 when the show has none.
     long SavedLength() const;
@@ -66,5 +61,9 @@ bool ParseShowBlock(std::vector<char> bytes, const std::string& origin, ShowBloc
 
 // Where the document looks for a stored picture reference of 262 bytes.
 std::string ReferencePath(const char* spec262);
+
+// Where a stored reference points and whether a readable file is there: the
+// one place `info`, `export` and `render` ask.
+PictureLocation LocatePicture(const FSpec& file);
 
 }  // namespace gs

@@ -23,6 +23,8 @@
 #include "app/Session.h"
 #include "app/ShowBlock.h"
 #include "doc/CDoc.h"
+#include "doc/ShowCodec.h"
+#include "doc/ShowJson.h"
 #include "motion/Timecode.h"
 #include "platform/Files.h"
 
@@ -98,6 +100,7 @@ bool LoadItem(CDoc& doc, const ItemPlan& plan, const SlideshowRequest& request, 
     FitCamera(doc, request.size.width, request.size.height, AspectChoice::FollowFrame);
     switch (plan.item.kind) {
     case ItemKind::Show:
+    case ItemKind::JsonShow:
         if (!PutShow(doc, plan.show, error)) {
             error = "cannot load show " + plan.item.path + ": " + error;
             return false;
@@ -106,9 +109,6 @@ bool LoadItem(CDoc& doc, const ItemPlan& plan, const SlideshowRequest& request, 
             error = "cannot load the picture of show " + plan.item.path;
             return false;
         }
-        break;
-    case ItemKind::JsonShow:
-        if (!LoadJsonShow(doc, plan.item.path, error)) return false;
         break;
     case ItemKind::Photo: {
         FSpec spec;
@@ -267,10 +267,19 @@ bool ReadReel(const std::string& path, Reel& reel, std::string& error) {
     return true;
 }
 
-bool LoadJsonShow(CDoc& doc, const std::string& path, std::string& error) {
-    (void)doc;
-    error = "show " + path + ": shows in JSON form cannot be read by this build; convert it to .gsx";
-    return false;
+bool ReadJsonShow(const std::string& path, ShowBlock& show, std::string& error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = "cannot read show " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ShowDescription description;
+    if (!ShowFromJson(text, description, error)) {
+        error = "show " + path + ": " + error;
+        return false;
+    }
+    return ParseShowBlock(EncodeShow(description, HostIsBigEndian()), path, show, error);
 }
 
 RenderResult RunSlideshow(const SlideshowRequest& request) {
@@ -286,16 +295,14 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         bool ok = true;
         if (item.kind == ItemKind::Photo) {
             ok = CheckPhoto(item.path, error);
-        } else if (item.kind == ItemKind::Show) {
-            ok = ReadShowFile(item.path, plan.show, error);
+        } else {
+            ok = item.kind == ItemKind::Show ? ReadShowFile(item.path, plan.show, error)
+                                             : ReadJsonShow(item.path, plan.show, error);
             if (ok && plan.show.pictures.empty()) {
                 error = "show " + item.path + " has no picture";
                 ok = false;
             }
-            plan.showFile = Absolute(item.path);
-        } else if (!IsFile(item.path)) {
-            error = "show " + item.path + " does not exist";
-            ok = false;
+            if (item.kind == ItemKind::Show) plan.showFile = Absolute(item.path);
         }
         if (!ok && request.skipBad) {
             result.warnings.push_back("skipping " + error);
@@ -336,7 +343,7 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         p.transition = i + 1 < plans.size() && p.kind != TransitionKind::Cut ? Frames(tSeconds, request.frameRate) : 0;
         if (p.item.seconds >= 0)
             p.length = Frames(p.item.seconds, request.frameRate);
-        else if (p.item.kind == ItemKind::Show)
+        else if (p.item.kind != ItemKind::Photo)
             p.length = p.show.DefaultLength();
         else
             p.length = Frames(request.seconds, request.frameRate);

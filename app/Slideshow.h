@@ -16,6 +16,7 @@
 #include "app/AutoMove.h"
 #include "app/Options.h"
 #include "app/RenderJob.h"
+#include "app/ShowBlock.h"
 
 class CDoc;
 
@@ -89,8 +90,9 @@ bool IsReel(const std::string& path);
 // Reads a reel. False with a one-line reason.
 bool ReadReel(const std::string& path, Reel& reel, std::string& error);
 
-// Reads a show in JSON form into `doc`. False with a reason.
-bool LoadJsonShow(CDoc& doc, const std::string& path, std::string& error);
+// Reads a show in JSON form (the form `export` writes) as the block the
+// document loads. False with a reason.
+bool ReadJsonShow(const std::string& path, ShowBlock& show, std::string& error);
 
 // Makes the film. The environment must have been started (StartTool).
 RenderResult RunSlideshow(const SlideshowRequest& request);

@@ -1,5 +1,6 @@
-// glimmerstroll: renders shows from the command line, describes show files, and
-// renders the built-in example.
+// glimmerstroll: renders shows from the command line, describes show files,
+// turns them into JSON and back, makes shows from options, and renders the
+// built-in example.
 //
 // Exit codes: 0 success, 1 the work failed (a missing show, an unwritable
 // output, ...), 2 the command line is wrong, 130 interrupted. Every failure is
@@ -19,6 +20,7 @@
 #include "app/Demo.h"
 #include "app/Options.h"
 #include "app/RenderJob.h"
+#include "app/ShowCommands.h"
 #include "app/ShowBlock.h"
 #include "app/ShowInfo.h"
 #include "app/Slideshow.h"
@@ -373,6 +375,42 @@ int main(int argc, char** argv) {
     info->add_flag("--json", infoJson, "the stable JSON form (see the README)");
     info->add_option("--fps", infoFps, "frame rate for the timecodes (default 25)");
 
+    std::string exportShow, exportOutput, exportFps = "25";
+    bool exportOverwrite = false;
+    CLI::App* exportCommand = app.add_subcommand("export", "write a show as JSON (the info --json form, complete)");
+    exportCommand->add_option("show", exportShow, "the show file (.gsx)")->required();
+    exportCommand->add_option("-o,--output", exportOutput, "FILE.json (default: standard output)");
+    exportCommand->add_option("--fps", exportFps, "frame rate for frame numbers and timecodes (default 25)");
+    exportCommand->add_flag("-y,--overwrite", exportOverwrite, "replace a file that is already there");
+
+    std::string importJson, importOutput, importOrder;
+    bool importOverwrite = false;
+    CLI::App* importCommand = app.add_subcommand("import", "write a show file from its JSON form");
+    importCommand->add_option("json", importJson, "the JSON file (- for standard input)")->required();
+    importCommand->add_option("-o,--output", importOutput, "the show file to write (.gsx)")->required();
+    importCommand->add_option("--byte-order", importOrder,
+                              "little or big (default: the JSON's byteOrder, else this machine's)");
+    importCommand->add_flag("-y,--overwrite", importOverwrite, "replace a show that is already there");
+
+    gs::NewShowText newText;
+    CLI::App* newCommand = app.add_subcommand("new", "make a show for one picture from a few options");
+    newCommand->add_option("photo", newText.photo, "the picture")->required();
+    newCommand->add_option("-o,--output", newText.output, "the show file to write (.gsx)")->required();
+    newCommand->add_option("--move", newText.move, "zoom-in, zoom-out, pan-left, pan-right, pan-up or pan-down");
+    newCommand->add_option("--from", newText.from,
+                           "where the camera starts: x,y,width (its centre and width in picture pixels), "
+                           "full, center, or W@X,Y (a share of the full width at shares of the picture)");
+    newCommand->add_option("--to", newText.to, "where the camera ends, as --from");
+    newCommand->add_option("--key", newText.keys, "a key between: TIME:x,y,width[,roll], TIME as 2s or frames")
+        ->allow_extra_args(false);
+    newCommand->add_option("--duration", newText.duration, "the show's length: 6s or frames (default 5s)");
+    newCommand->add_option("--fps", newText.fps, "frame rate for seconds (default 25)");
+    newCommand->add_option("--ease", newText.ease, "slow-in-out (both), slow-in, slow-out, none (default: the show's)");
+    newCommand->add_option("--roll", newText.roll, "degrees the camera rolls on its way to the end");
+    newCommand->add_option("--aspect", newText.aspect, "the camera's shape W:H, as it will be rendered (default 16:9)");
+    newCommand->add_flag("--allow-outside", newText.allowOutside, "let the camera leave the picture");
+    newCommand->add_flag("-y,--overwrite", newText.overwrite, "replace a show that is already there");
+
     RenderText demoText;
     CLI::App* demo = app.add_subcommand("demo", "render the built-in example show (default out/demo.mp4)");
     demo->add_option("-o,--output", demoText.output, "where the video goes (default out/demo.mp4)");
@@ -415,6 +453,19 @@ int main(int argc, char** argv) {
 
     if (render->parsed()) return RunRenderCommand(renderText, renderShow);
     if (info->parsed()) return RunInfoCommand(infoShow, infoJson, infoFps);
+    std::string error;
+    if (exportCommand->parsed()) {
+        const int code = gs::RunExport(exportShow, exportOutput, exportFps, exportOverwrite, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
+    if (importCommand->parsed()) {
+        const int code = gs::RunImport(importJson, importOutput, importOrder, importOverwrite, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
+    if (newCommand->parsed()) {
+        const int code = gs::RunNew(newText, error);
+        return code == 0 ? 0 : Fail(error, code);
+    }
     if (demo->parsed()) return RunDemoCommand(demoText);
     if (edit->parsed()) return RunEditCommand(editShow);
     if (slideshow->parsed()) return RunSlideshowCommand(slideText, slideshow);

@@ -14,8 +14,10 @@ packages=(
   libgtk-3-dev libcairo2-dev libpango1.0-dev
   # the command-line tool and the frei0r plug-ins
   libcli11-dev frei0r-plugins-dev
-  # the slideshow's reel files, and its faces and saliency (OpenCV: the tool only)
-  nlohmann-json3-dev libopencv-dev opencv-data
+  # the JSON form of shows (info --json, export, import)
+  nlohmann-json3-dev
+  # the slideshow's faces and saliency (OpenCV: the tool only)
+  libopencv-dev opencv-data
   # real files and real hosts for the tests
   imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
   fonts-dejavu-core

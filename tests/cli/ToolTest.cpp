@@ -156,7 +156,7 @@ TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
     const std::string check =
         "import json,sys\n"
         "d=json.load(open(sys.argv[1]))\n"
-        "assert d['infoVersion']==1 and d['byteOrder']=='little-endian' and d['versionStamp']==110\n"
+        "assert d['infoVersion']==2 and d['byteOrder']=='little-endian' and d['versionStamp']==110\n"
         "assert d['length']=={'frames':25,'timecode':'00:00:01:00'}\n"
         "p=d['pictures'][0]\n"
         "assert p['found'] is True and p['path'].endswith('show-picture.tga')\n"
@@ -169,12 +169,89 @@ TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
     EXPECT_EQ(checked.exitCode, 0) << checked.err << json.out;
 }
 
+// A show goes to JSON and back through the program, in both byte orders, and
+// comes back as it was but for its serial.
+TEST_F(Tool, ExportedShowsImportToTheSameBlock) {
+    const std::string show = dir / "show.gsx";
+    ASSERT_EQ(Gs({"export", show, "-o", dir / "show.json"}).exitCode, 0);
+    const RunResult big = Gs({"import", dir / "show.json", "-o", dir / "big.gsx", "--byte-order", "big"});
+    ASSERT_EQ(big.exitCode, 0) << big.err;
+    const RunResult json = Gs({"export", dir / "big.gsx"});
+    ASSERT_EQ(json.exitCode, 0) << json.err;
+    EXPECT_NE(json.out.find("\"byteOrder\": \"big-endian\""), std::string::npos);
+    { std::ofstream(dir / "big.json") << json.out; }
+    ASSERT_EQ(Gs({"import", dir / "big.json", "-o", dir / "back.gsx", "--byte-order", "little"}).exitCode, 0);
+    std::string before = ReadFile(show), after = ReadFile(dir / "back.gsx");
+    ASSERT_EQ(before.size(), after.size());
+    before.replace(2, 2, "..");  // the serial
+    after.replace(2, 2, "..");
+    EXPECT_TRUE(before == after);
+}
+
+// `new` puts the camera where its options say, measured on the rendered frames
+// of a picture whose red grows with x and whose blue grows with y.
+TEST_F(Tool, NewShowsPutTheCameraWhereTheOptionsSay) {
+    constexpr float W = 320, H = 180;  // 16:9, like the camera: "full" is the whole picture
+    CDIB picture(1, 1, 24);
+    DrawTestPicture(picture, static_cast<int>(W), static_cast<int>(H));
+    std::string error;
+    ASSERT_TRUE(gs::WriteTarga(picture, dir / "photo.tga", error)) << error;
+    // Full-range colours, so that a colour reads back as its place.
+    std::filesystem::create_directory(dir / "config");
+    { std::ofstream(dir / "config/Glimmerstroll") << "[Glimmerstroll]\r\nVideoColors=0\r\n"; }
+    const std::vector<std::string> env = {"XDG_CONFIG_HOME=" + dir / "config"};
+
+    struct Camera {
+        float x, y, width;
+    };
+    struct Case {
+        std::vector<std::string> options;
+        Camera first, last;
+    };
+    // Zooms go between the whole picture and its middle half; pans move a
+    // camera of 0.6 of the full width from one edge to the other.
+    const std::vector<Case> cases = {
+        {{"--move", "zoom-in"}, {160, 90, 320}, {160, 90, 160}},
+        {{"--move", "zoom-out"}, {160, 90, 160}, {160, 90, 320}},
+        {{"--move", "pan-left"}, {W - 96, 90, 192}, {96, 90, 192}},
+        {{"--move", "pan-right"}, {96, 90, 192}, {W - 96, 90, 192}},
+        {{"--move", "pan-up"}, {160, H - 54, 192}, {160, 54, 192}},
+        {{"--move", "pan-down"}, {160, 54, 192}, {160, H - 54, 192}},
+        {{"--from", "100,60,120", "--to", "0.25@0.75,0.5"}, {100, 60, 120}, {240, 90, 80}},
+    };
+    for (const Case& c : cases) {
+        const std::string what = c.options[0] + " " + c.options[1];
+        std::vector<std::string> args = {"new", dir / "photo.tga", "-o", dir / "new.gsx", "-y", "--duration", "10"};
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        const RunResult made = Gs(args, env);
+        ASSERT_EQ(made.exitCode, 0) << what << ": " << made.err;
+        const RunResult r = Gs({"render", dir / "new.gsx", "-o", "-", "--size", "160x90", "-q"}, env);
+        ASSERT_EQ(r.exitCode, 0) << what << ": " << r.err;
+        ASSERT_EQ(r.out.size(), 10 * kFrameBytes) << what;
+        for (int frame : {0, 9}) {
+            auto at = [&](int x, int y, int channel) {
+                return static_cast<float>(static_cast<uint8_t>(r.out[frame * kFrameBytes + (y * kW + x) * 4 + channel]));
+            };
+            // The outermost pixels of a camera on the picture's edge fall
+            // outside it: the width is measured one pixel in from each side.
+            const Camera seen{(at(79, 45, 0) + at(80, 45, 0)) / 2 / 255 * W, (at(80, 44, 2) + at(80, 45, 2)) / 2 / 255 * H,
+                              (at(kW - 2, 45, 0) - at(1, 45, 0)) / 255 * W * kW / (kW - 3)};
+            const Camera& want = frame == 0 ? c.first : c.last;
+            EXPECT_NEAR(seen.x, want.x, 4) << what << " frame " << frame;
+            EXPECT_NEAR(seen.y, want.y, 4) << what << " frame " << frame;
+            EXPECT_NEAR(seen.width, want.width, 6) << what << " frame " << frame;
+        }
+    }
+}
+
 // Each mistake gives one line on standard error, a non-zero exit and no output
 // file, whole or partial.
 TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
     { std::ofstream(dir / "notashow.txt") << "these are some words, not a show"; }
     { std::ofstream(dir / "plain") << "a file, not a folder"; }
     { std::ofstream(dir / "taken.mp4") << "the user's earlier video"; }
+    { std::ofstream(dir / "bad.json") << "{\n  \"pictures\": [\n"; }
+    { std::ofstream(dir / "keyless.json") << R"({"pictures": [{"reference": "a.jpg", "keys": []}]})"; }
     WriteTestShow(dir / "lost.gsx", dir / "lost-picture.tga", 64, 36, {{0, 32, 18, 64, 0}, {10, 30, 18, 40, 0}}, 20);
     std::filesystem::remove(dir / "lost-picture.tga");
     const std::vector<std::string> before = dir.List();
@@ -206,6 +283,13 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"no command", {}, {}, 2, "subcommand"},
         {"info of a missing show", {"info", dir / "nope.gsx"}, {}, 1, "cannot open show"},
         {"info of a folder", {"info", dir.path}, {}, 1, "it is a folder"},
+        {"malformed JSON", {"import", dir / "bad.json", "-o", dir / "new.gsx"}, {}, 2, "bad.json: malformed JSON: parse error at line 3, column 1"},
+        {"a picture without keys", {"import", dir / "keyless.json", "-o", dir / "new.gsx"}, {}, 2, "pictures[0].keys: a picture needs"},
+        {"import over a show", {"import", dir / "keyless.json", "-o", show, "--byte-order", "middle"}, {}, 2, "--byte-order middle"},
+        {"export over a file", {"export", show, "-o", dir / "taken.mp4"}, {}, 1, "already exists; add -y"},
+        {"new without a move", {"new", dir / "show-picture.tga", "-o", dir / "new.gsx"}, {}, 2, "say how the camera moves"},
+        {"new outside the picture", {"new", dir / "show-picture.tga", "-o", dir / "new.gsx", "--from", "full", "--to", "150,80,100"}, {}, 2, "--to 150,80,100: the camera leaves the picture (160x90)"},
+        {"new over a show", {"new", dir / "show-picture.tga", "-o", show, "--move", "zoom-in"}, {}, 1, "already exists; add -y"},
     };
     for (const Case& c : cases) {
         const RunResult r = Gs(c.args, c.env);

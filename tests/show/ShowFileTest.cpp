@@ -140,7 +140,13 @@ TEST_F(ShowFile, BlocksOfEitherByteOrderLoadTheSame) {
     EXPECT_EQ(0, std::memcmp(writer->keys[0], native->keys[0], sizeof(KeyStruct) * 3));
     EXPECT_EQ(1, native->pictureCount);
     EXPECT_EQ(40 + 2 * 1, native->GetWid());  // the picture, with the trailer's matte border
+    // The contrast code is two characters, the same bytes in either order: the
+    // twins prepare the picture with the same contrast.
     EXPECT_EQ('1', swapped->contrastCode[0]);
+    EXPECT_EQ('9', swapped->contrastCode[1]);
+    ASSERT_EQ(native->GetHgt(), swapped->GetHgt());
+    for (int row = 0; row < native->GetHgt(); row++)
+        ASSERT_EQ(0, std::memcmp(native->GetBitsAdd(row), swapped->GetBitsAdd(row), native->GetRowBytes())) << row;
     EXPECT_EQ(1, swapped->useRotation);  // key 2 rolls
     EXPECT_EQ(-1, swapped->undoHead);
     EXPECT_EQ(0, swapped->modified);

@@ -51,7 +51,8 @@ void SetShow(CDoc& doc, const std::string& picturePath, const KeyStruct (&keys)[
 }
 
 // The block as a writer of the other byte order would have written it: every
-// multi-byte number turned around, the file references left as bytes.
+// multi-byte number turned around, the file references and the two contrast
+// characters left as bytes.
 inline std::vector<char> SwappedTwin(const std::vector<char>& block) {
     std::vector<char> twin = block;
     char* b = twin.data();
@@ -77,7 +78,6 @@ inline std::vector<char> SwappedTwin(const std::vector<char>& block) {
     FlopEndian(trailer + 4, 4);
     FlopEndian(trailer + 8, 4);
     FlopEndian(trailer + 12, 2);
-    FlopEndian(trailer + 14, 2);
     return twin;
 }
 
