@@ -25,6 +25,7 @@
 #include "app/ShowCommands.h"
 #include "app/ShowBlock.h"
 #include "app/ShowInfo.h"
+#include "app/Slideshow.h"
 #include "doc/CDoc.h"
 #include "image/CDIB.h"
 
@@ -251,6 +252,132 @@ int RunEditCommand(std::string showPath, std::string fps) {
                 kExitCannotStart);
 }
 
+
+// The options of `slideshow`, as the user typed them; a reel file fills those
+// the command line leaves out.
+struct SlideshowText {
+    std::vector<std::string> items;
+    std::string output;
+    std::string size = "1920x1080";
+    std::string fps = "25";
+    std::string duration = "5";
+    std::string transition = "crossfade";
+    std::string transitionDuration = "1";
+    std::string music;
+    std::string seed = "1";
+    std::string minZoom = "1.1";
+    std::string maxZoom = "1.4";
+    std::string saveShows;
+    std::string mlt;
+    bool fitMusic = false;
+    bool allowUpscale = false;
+    bool skipBad = false;
+    bool quiet = false;
+    bool overwrite = false;
+};
+
+bool ParseNumber(const std::string& text, const char* what, double low, double high, double& out,
+                 std::string& error) {
+    char* end = nullptr;
+    out = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(out >= low && out <= high)) {
+        error = std::string(what) + " must be a number from " + CLI::detail::to_string(low) + " to " +
+                CLI::detail::to_string(high) + ", not \"" + text + "\"";
+        return false;
+    }
+    return true;
+}
+
+int RunSlideshowCommand(SlideshowText t, CLI::App* command) {
+    gs::SlideshowRequest request;
+    std::string error;
+    // One reel file stands for the whole list; its settings count as typed
+    // unless the command line gave them.
+    if (t.items.size() == 1 && gs::IsReel(t.items[0])) {
+        gs::Reel reel;
+        if (!gs::ReadReel(t.items[0], reel, error)) return Fail(error);
+        struct Setting {
+            const char* name;
+            std::string* text;
+        };
+        const Setting settings[] = {{"size", &t.size},
+                                    {"fps", &t.fps},
+                                    {"duration", &t.duration},
+                                    {"transition", &t.transition},
+                                    {"transition-duration", &t.transitionDuration},
+                                    {"music", &t.music},
+                                    {"seed", &t.seed},
+                                    {"min-zoom", &t.minZoom},
+                                    {"max-zoom", &t.maxZoom}};
+        for (const auto& [name, value] : reel.settings) {
+            if (name == "fit-music") {
+                if (command->count("--fit-music") == 0) t.fitMusic = value == "true";
+                continue;
+            }
+            for (const Setting& s : settings)
+                if (name == s.name && command->count(std::string("--") + s.name) == 0) *s.text = value;
+        }
+        request.items = reel.items;
+    } else {
+        for (const std::string& path : t.items) {
+            gs::SlideItem item;
+            item.path = path;
+            item.kind = gs::KindOf(path);
+            request.items.push_back(item);
+        }
+    }
+
+    double seed = 1;
+    int transition = 0;
+    const char* const transitions[] = {"crossfade", "fade-black", "cut"};
+    for (int i = 0; i < 3; i++)
+        if (t.transition == transitions[i]) transition = i + 1;
+    bool ok = true;
+    if (t.output.empty() && t.mlt.empty()) {
+        error = "give the film's output with -o, or --mlt for an MLT project";
+        ok = false;
+    }
+    ok = ok && (t.output.empty() || gs::ParseOutput(t.output, request.output, error)) &&
+         gs::ParseSize(t.size, request.size, error) && gs::ParseFrameRate(t.fps, request.frameRate, error) &&
+         ParseNumber(t.duration, "--duration", 0.04, 86400, request.seconds, error) &&
+         ParseNumber(t.transitionDuration, "--transition-duration", 0, 3600, request.transitionSeconds, error) &&
+         ParseNumber(t.seed, "--seed", 0, 4294967295.0, seed, error) &&
+         ParseNumber(t.minZoom, "--min-zoom", 1, 20, request.limits.minZoom, error) &&
+         ParseNumber(t.maxZoom, "--max-zoom", 1, 20, request.limits.maxZoom, error);
+    if (ok && transition == 0) {
+        error = "--transition must be crossfade, fade-black or cut, not \"" + t.transition + "\"";
+        ok = false;
+    }
+    if (ok && request.limits.minZoom > request.limits.maxZoom) {
+        error = "--min-zoom is larger than --max-zoom";
+        ok = false;
+    }
+    if (ok && t.fitMusic && t.music.empty()) {
+        error = "--fit-music needs --music";
+        ok = false;
+    }
+    if (!ok) return Fail(error, kExitUsage);
+    request.hasOutput = !t.output.empty();
+    request.transition = static_cast<gs::TransitionKind>(transition - 1);
+    request.seed = static_cast<uint32_t>(seed);
+    request.music = t.music;
+    request.fitMusic = t.fitMusic;
+    request.limits.allowUpscale = t.allowUpscale;
+    request.saveShows = t.saveShows;
+    request.mlt = t.mlt;
+    request.skipBad = t.skipBad;
+    request.quiet = t.quiet;
+    request.overwrite = t.overwrite;
+
+    gs::InstallInterruptHandlers();
+    gs::StartTool();
+    const gs::RenderResult result = gs::RunSlideshow(request);
+    gs::StopTool();
+    if (result.ok && !request.quiet && isatty(2))
+        std::fprintf(stderr, "glimmerstroll: wrote %ld frames to %s\n", result.frames, result.where.c_str());
+    return Report(result);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -324,6 +451,28 @@ int main(int argc, char** argv) {
     std::string editFps;
     edit->add_option("--fps", editFps, "frame rate the show's frames are counted at: 25, 29.97, 23.976 (default 25)");
 
+    SlideshowText slideText;
+    CLI::App* slideshow = app.add_subcommand(
+        "slideshow", "make one film of photos (moved automatically) and shows, with transitions and music");
+    slideshow->add_option("items", slideText.items, "photos, shows (.gsx, .json), or one reel file (.json)")->required();
+    slideshow->add_option("-o,--output", slideText.output, "the film: OUT.mp4, OUT.mov, OUT.mkv, a picture pattern, or -");
+    slideshow->add_option("--duration", slideText.duration, "seconds each photo is on screen (default 5)");
+    slideshow->add_option("--transition", slideText.transition, "crossfade (default), fade-black or cut");
+    slideshow->add_option("--transition-duration", slideText.transitionDuration, "seconds of each transition (default 1)");
+    slideshow->add_option("--size", slideText.size, "frame size WxH (default 1920x1080)");
+    slideshow->add_option("--fps", slideText.fps, "frame rate (default 25)");
+    slideshow->add_option("--music", slideText.music, "a sound file laid under the film, faded out at its end");
+    slideshow->add_flag("--fit-music", slideText.fitMusic, "spread the photos over the music's length");
+    slideshow->add_option("--seed", slideText.seed, "the moves' choices: the same inputs and seed give the same film (default 1)");
+    slideshow->add_option("--min-zoom", slideText.minZoom, "the least zoom of a move (default 1.1)");
+    slideshow->add_option("--max-zoom", slideText.maxZoom, "the most zoom of a move (default 1.4)");
+    slideshow->add_flag("--allow-upscale", slideText.allowUpscale, "let the camera magnify past the photo's own pixels");
+    slideshow->add_option("--save-shows", slideText.saveShows, "write each photo's move as a show into this folder");
+    slideshow->add_option("--mlt", slideText.mlt, "also write the film as an MLT XML project (melt, Kdenlive, Shotcut)");
+    slideshow->add_flag("--skip-bad", slideText.skipBad, "leave out photos that cannot be read, with a warning");
+    slideshow->add_flag("-q,--quiet", slideText.quiet, "no progress bar");
+    slideshow->add_flag("-y,--overwrite", slideText.overwrite, "replace an output that is already there");
+
     // A first word that names no subcommand is a mistyped subcommand: name it
     // and list the real ones, rather than ask for one.
     if (argc > 1 && argv[1][0] != '-') {
@@ -367,5 +516,6 @@ int main(int argc, char** argv) {
     }
     if (demo->parsed()) return RunDemoCommand(demoText);
     if (edit->parsed()) return RunEditCommand(editShow, editFps);
+    if (slideshow->parsed()) return RunSlideshowCommand(slideText, slideshow);
     return Fail("no command given (see glimmerstroll --help)", kExitUsage);
 }

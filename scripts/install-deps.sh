@@ -25,6 +25,8 @@ build=(
   help2man
   # the tool writes videos through the ffmpeg program
   ffmpeg
+  # the slideshow's faces and saliency (OpenCV: the tool only)
+  libopencv-dev opencv-data
 )
 
 # Tests, benchmarks and the package test.
@@ -38,6 +40,9 @@ test=(
   # the editor on a private X display, with a small window manager for title
   # bars and focus in the end-to-end test
   xvfb xdotool openbox
+  # a real photo with a face (astronaut.png) for the slideshow's tests, and
+  # real JPEG photographs for its README example and benchmark
+  python3-skimage lomiri-wallpapers-16.04
   # the package: build, check, install into a throw-away tree
   debhelper dpkg-dev fakeroot lintian desktop-file-utils shared-mime-info xdg-utils libglib2.0-bin man-db
 )
