@@ -84,8 +84,8 @@ bool CheckPhoto(const std::string& path, std::string& error) {
         error = "cannot read photo " + path + (why.empty() ? "" : ": " + why);
         return false;
     }
-    const OIIO::ImageSpec& spec = in->spec();
-    if (spec.width < 2 || spec.height < 2) {
+    const OIIO::ImageSpec& header = in->spec();
+    if (header.width < 2 || header.height < 2) {
         error = "photo " + path + " is too small to move over";
         return false;
     }
@@ -111,9 +111,9 @@ bool LoadItem(CDoc& doc, const ItemPlan& plan, const SlideshowRequest& request, 
         }
         break;
     case ItemKind::Photo: {
-        FSpec spec;
-        MakePathSpec(spec, Absolute(plan.item.path).c_str());
-        doc.LoadPicture(&spec, 0, 0);
+        FSpec file;
+        MakePathSpec(file, Absolute(plan.item.path).c_str());
+        doc.LoadPicture(&file, 0, 0);
         if (doc.picLoadStatus != 1) {
             error = "cannot read photo " + plan.item.path;
             return false;

@@ -119,10 +119,10 @@ int32_t ShowBlockReader::I32(long offset) const {
     return value;
 }
 
-FSpec ShowBlockReader::Spec(long offset) const {
-    FSpec spec;
-    std::memcpy(&spec, data + offset, sizeof spec);
-    return spec;
+FSpec ShowBlockReader::StoredFile(long offset) const {
+    FSpec file;
+    std::memcpy(&file, data + offset, sizeof file);
+    return file;
 }
 
 KeyStruct ShowBlockReader::Key(long offset) const {
@@ -199,10 +199,10 @@ bool DecodeShow(const char* block, long available, const std::string& origin,
             return false;
         }
         if (count == 0) {
-            show.extra = in.Spec(at);
+            show.extra = in.StoredFile(at);
         } else {
             ShowRecord record;
-            record.file = in.Spec(at);
+            record.file = in.StoredFile(at);
             for (int k = 0; k < count; k++) record.keys.push_back(in.Key(at + kShowRecordBytes + kShowKeyBytes * k));
             show.pictures.push_back(std::move(record));
         }

@@ -95,7 +95,7 @@ public:
     }
     uint16_t U16(long offset) const;
     int32_t I32(long offset) const;
-    FSpec Spec(long offset) const;        // a stored reference, as bytes
+    FSpec StoredFile(long offset) const;        // a stored reference, as bytes
     KeyStruct Key(long offset) const;     // a key, turned to host order
     // The trailer at `offset`: all of its 20 bytes when `Has(offset, 20)`, else
     // the first 16 (the unused bytes then stay unknown).

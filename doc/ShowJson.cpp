@@ -101,25 +101,25 @@ bool ValidUtf8(const std::string& text) {
 }
 
 // The stored name: the bytes up to the first zero.
-std::string SpecName(const FSpec& spec) { return std::string(spec.name, strnlen(spec.name, sizeof spec.name)); }
+std::string SpecName(const FSpec& file) { return std::string(file.name, strnlen(file.name, sizeof file.name)); }
 
 // The reference a name alone stands for: the path form, zeros after the name.
 FSpec NameSpec(const std::string& name) {
-    FSpec spec;
-    std::memset(&spec, 0, sizeof spec);
-    spec.volume = kPathFormId;
-    spec.parent = kPathFormId;
-    std::memcpy(spec.name, name.data(), std::min(name.size(), sizeof spec.name - 1));
-    return spec;
+    FSpec file;
+    std::memset(&file, 0, sizeof file);
+    file.volume = kPathFormId;
+    file.parent = kPathFormId;
+    std::memcpy(file.name, name.data(), std::min(name.size(), sizeof file.name - 1));
+    return file;
 }
 
 // The name, and the stored bytes when the name alone does not give them back.
-void PutReference(Json& into, const FSpec& spec) {
-    const std::string name = SpecName(spec);
+void PutReference(Json& into, const FSpec& file) {
+    const std::string name = SpecName(file);
     const FSpec plain = NameSpec(name);
     into["reference"] = name;
-    if (!ValidUtf8(name) || std::memcmp(&plain, &spec, sizeof spec) != 0)
-        into["referenceBytes"] = Hex(&spec, sizeof spec);
+    if (!ValidUtf8(name) || std::memcmp(&plain, &file, sizeof file) != 0)
+        into["referenceBytes"] = Hex(&file, sizeof file);
 }
 
 // Contrast characters as text: each byte is the character of that number
@@ -516,9 +516,9 @@ public:
 
         if (root.contains("extra") && !root["extra"].is_null()) {
             if (!Object(root["extra"], "extra", {"reference", "referenceBytes", "path", "found"})) return false;
-            FSpec spec;
-            if (!Reference(root["extra"], "extra", spec)) return false;
-            show.extra = spec;
+            FSpec file;
+            if (!Reference(root["extra"], "extra", file)) return false;
+            show.extra = file;
         } else if (root.contains("extraReference") && !root["extraReference"].is_null()) {
             std::string name;
             if (!String(root["extraReference"], "extraReference", name)) return false;

@@ -116,7 +116,7 @@ int CDoc::LoadShow(FSpec* file, char* block, bool refresh, long available) {
     float version = keys[0][0].formatVersion;
     if (record) {
         if (!in.Has(kShowHeaderBytes, kShowRecordBytes)) return 0;
-        fileSpec = in.Spec(kShowHeaderBytes);
+        fileSpec = in.StoredFile(kShowHeaderBytes);
         count = in.I32(kShowHeaderBytes + kShowSpecBytes);
         if (count < 0 || count > kAddKeyLimit) return 0;
         if (count > 0) {

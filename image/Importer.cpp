@@ -83,8 +83,8 @@ void Place(CDIB* dib, const uint8_t* chunk, long y0, long y1, long w, long h, in
 // EXIF orientation 1 to 8 of an opened picture, as OpenImageIO reports it; 0
 // when it says nothing. Some readers fill in their metadata only once the
 // pixels have been read, so this is asked again after the first rows.
-int ReportedOrientation(const OIIO::ImageSpec& spec) {
-    const int orientation = spec.get_int_attribute("Orientation", 0);
+int ReportedOrientation(const OIIO::ImageSpec& header) {
+    const int orientation = header.get_int_attribute("Orientation", 0);
     return orientation >= 1 && orientation <= 8 ? orientation : 0;
 }
 
