@@ -263,6 +263,11 @@ void PluginParamInfo(PluginKind kind, void* out, int index) {
         info->type = F0R_PARAM_DOUBLE;
         info->explanation = "Frames per second of the show's frame numbers (default 25)";
         break;
+    case 2:
+        info->name = "exact";
+        info->type = F0R_PARAM_BOOL;
+        info->explanation = "Exact quality: the true average of the picture under each pixel (slower; default off)";
+        break;
     default:
         break;
     }
@@ -278,6 +283,8 @@ void PluginSetParam(PluginInstance* in, void* param, int index) {
         const double fps = *static_cast<double*>(param);
         // Nonsense rates fall back to the default rather than stop the host.
         in->fps = std::isfinite(fps) && fps >= 1.0 && fps <= 240.0 ? fps : 25.0;
+    } else if (index == 2) {
+        in->exact = *static_cast<double*>(param) >= 0.5;
     }
 }
 
@@ -288,6 +295,8 @@ void PluginGetParam(PluginInstance* in, void* param, int index) {
         *static_cast<const char**>(param) = in->showPath.c_str();
     else if (index == 1)
         *static_cast<double*>(param) = in->fps;
+    else if (index == 2)
+        *static_cast<double*>(param) = in->exact ? 1.0 : 0.0;
 }
 
 void PluginUpdate(PluginInstance* in, double time, const uint32_t* pixels, uint32_t* out, const void* caller) {
@@ -305,6 +314,7 @@ void PluginUpdate(PluginInstance* in, double time, const uint32_t* pixels, uint3
         gFrameRate = rate;
         const long frame = FrameForUpdate(in->nextFrame, time, SecondsPerTimeUnit(caller), rate / 100.0);
         FitCamera(doc, in->width, in->height, AspectChoice::FollowFrame);
+        doc.exactRender = in->exact ? 1 : 0;
         if (in->kind == PluginKind::Filter) {
             KeyStruct saved[kMaxKeys];
             if (LoadHostPicture(*in, pixels, saved)) {

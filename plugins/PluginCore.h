@@ -39,6 +39,7 @@ struct PluginInstance {
     // Parameters as the host set them.
     std::string showPath;
     double fps = 25.0;
+    bool exact = false;        // the exact area filter instead of the kept one
 
     // State below is touched only under the module's lock.
     std::unique_ptr<CDoc> doc;
@@ -62,8 +63,8 @@ void PluginDeinit();
 PluginInstance* PluginConstruct(PluginKind kind, unsigned width, unsigned height);
 void PluginDestruct(PluginInstance* instance);
 
-// Parameter 0 "show" (string), 1 "fps" (double).
-constexpr int kPluginParams = 2;
+// Parameter 0 "show" (string), 1 "fps" (double), 2 "exact" (bool).
+constexpr int kPluginParams = 3;
 void PluginParamInfo(PluginKind kind, void* info, int index);
 void PluginSetParam(PluginInstance* instance, void* param, int index);
 void PluginGetParam(PluginInstance* instance, void* param, int index);
