@@ -17,6 +17,8 @@ packages=(
   # real files and real hosts for the tests
   imagemagick python3-pil ffmpeg melt xvfb xauth xdotool x11-apps
   fonts-dejavu-core
+  # the end-to-end benchmark: a real 6028x3391 JPEG photograph, and OpenCV and numpy beside Pillow
+  lomiri-wallpapers-20.04 python3-opencv python3-numpy
 )
 
 missing=()
