@@ -119,7 +119,11 @@ void DrainPipeline(void* pipeline) { static_cast<FramePipeline*>(pipeline)->Drai
 
 bool RenderFrames(CDoc& doc, const FrameRun& run, const TakeFrame& take, const std::function<bool()>& stop,
                   std::string& error, bool& stopped) {
-    const int threads = std::max(1, run.threads);
+    // With the two-band worker on and an offset between its bands, the rows
+    // between them are not drawn and stay black; only the worker's own split
+    // gives those frames, so they are drawn one at a time.
+    const bool gaps = gMultiProcess && gCanMultiProcess && gMultiProcOffset > 1;
+    const int threads = gaps ? 1 : std::max(1, run.threads);
     FramePipeline pipeline(threads);
     std::vector<std::unique_ptr<FrameSlot>> slots;
     for (int i = 0; i < pipeline.Slots(); i++) {
@@ -131,10 +135,7 @@ bool RenderFrames(CDoc& doc, const FrameRun& run, const TakeFrame& take, const s
         if (!run.bottomUp) slot->rgba.resize(static_cast<size_t>(run.width) * run.height * 4);
         slots.push_back(std::move(slot));
     }
-    // With the two-band worker on and an offset between the bands, rows between
-    // them are not drawn: they stay black as in RenderRGBA.
     const bool bands = threads == 1;
-    const bool gaps = bands && gMultiProcess && gCanMultiProcess && gMultiProcOffset > 1;
     const int32_t frameRate = gFrameRate;
 
     auto prepare = [&](long frame, int index, std::string& why) {
