@@ -34,6 +34,7 @@ namespace {
 constexpr uint8_t kGrey = 0x11;
 constexpr int kOne = 16384;         // a whole span in the weights' fixed point
 constexpr int kMaxRotSamples = 16;  // per axis and destination pixel
+constexpr double kSamplesPerPixel = 2.0;  // samples per source pixel across a footprint
 
 // Destination rows of a field selector: every row, or every second row from
 // the phase; with every row the source is shifted by phase x half a row.
@@ -387,7 +388,7 @@ bool ExactRotated(CDIB* dest, CDIB* source, double left, double bottom, double w
     const double across = std::max(length(corners[0], corners[1]), length(corners[2], corners[3])) / dw;
     const double down = std::max(length(corners[0], corners[2]), length(corners[1], corners[3])) / dh;
     auto samples = [](double span) {
-        return int(std::clamp(std::ceil(std::min(span, 1e6) * 2.0), 1.0, double(kMaxRotSamples)));
+        return int(std::clamp(std::ceil(std::min(span, 1e6) * kSamplesPerPixel), 1.0, double(kMaxRotSamples)));
     };
     const RowSet rows = SelectorRows(fieldSelector);
     const int m = samples(across), n = samples(down);
