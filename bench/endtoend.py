@@ -242,6 +242,10 @@ def main():
     pan_show, pan_cams = os.path.join(work, "slowpan.gsx"), os.path.join(work, "slowpan.txt")
     subprocess.check_call([show_tool, pan_show, dot_png, str(w), str(h), str(pan_frames), "slowpan", pan_cams])
 
+    print(f"End to end: {args.frames} frames of {OUT_W}x{OUT_H} from a {w}x{h} JPEG, "
+          f"{os.cpu_count()} processors, best of {args.repeat}")
+    print("| job | raw fps | H.264 wall s | H.264 CPU s | peak MiB | slow pan jitter px/f^2 | PSNR dB |")
+    print("|---|---|---|---|---|---|---|", flush=True)
     photo = np.asarray(Image.open(PHOTO).convert("RGB"), np.float32)
     keep = {0, args.frames // 2, args.frames - 1}
     results = []
@@ -273,16 +277,9 @@ def main():
             r["smooth"] = jitter(frames_of(pan, row.pix_fmt, set(range(pan_frames))),
                                  row.cams_of(cameras(pan_cams)), dot)
         results.append(r)
-        print(f"  {row.name}: done", file=sys.stderr)
-
-    print(f"End to end: {args.frames} frames of {OUT_W}x{OUT_H} from a {w}x{h} JPEG, "
-          f"{os.cpu_count()} processors, best of {args.repeat}")
-    print("| job | raw fps | H.264 wall s | H.264 CPU s | peak MiB | slow pan jitter px/f^2 | PSNR dB |")
-    print("|---|---|---|---|---|---|---|")
-    for r in results:
         smooth = "n/a" if r["smooth"] is None else f"{r['smooth']:.4f}"
         print(f"| {r['name']} | {r['fps']:.1f} | {r['wall']:.1f} | {r['cpu']:.1f} | {r['mem']:.0f} | {smooth} "
-              f"| {r['psnr']:.1f} |")
+              f"| {r['psnr']:.1f} |", flush=True)
     by = {r["name"]: r for r in results}
     kept, exact = by["glimmerstroll, kept filter"], by["glimmerstroll, exact"]
     zoompan = by["ffmpeg zoompan (JPEG in)"]
