@@ -229,6 +229,13 @@ def main():
     if not os.path.exists(PHOTO):
         print(f"endtoend: {PHOTO} is missing (Debian: lomiri-wallpapers-20.04); skipped")
         return 0
+    # Settings of our own: the picture unsqueezed ("VideoColors" off), so that
+    # raw frames are compared with the picture as it is.
+    config = os.path.join(work, "config")
+    os.makedirs(config, exist_ok=True)
+    with open(os.path.join(config, "Glimmerstroll"), "w") as f:
+        f.write("VideoColors=0\r\n")
+    os.environ["XDG_CONFIG_HOME"] = config
     w, h = Image.open(PHOTO).size
     job = {}
     for mode in ("kenburns", "rolled"):
