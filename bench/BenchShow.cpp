@@ -33,7 +33,8 @@ int main(int argc, char** argv) {
     doc.ClearShow();
     MakePathSpec(doc.pictureFile[0], argv[2]);
     doc.pictureCount = 1;
-    doc.easeType = 3;  // no slows: an even pace between the two keys
+    doc.easeType = 3;    // no slows: an even pace between the two keys
+    doc.videoColors = 0;  // the picture as it is, for the comparison with the other programs
     KeyStruct first, last;
     KeyIdentity(first);
     KeyIdentity(last);
