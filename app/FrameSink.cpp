@@ -93,7 +93,8 @@ public:
     ~VideoSink() override { Abandon(); }
 
     bool Open(std::string& error) override {
-        const bool h264 = target_.video != VideoFormat::Mov;
+        if (!CheckEncoding(target_.video, format_.encoding, error)) return false;
+        const bool h264 = ChosenCodec(target_.video, format_.encoding) != "prores";
         if (h264 && (format_.width % 2 || format_.height % 2)) {
             error = "H.264 in yuv420p needs an even width and height, not " + std::to_string(format_.width) +
                     "x" + std::to_string(format_.height) + "; choose another --size or write pictures";
@@ -118,6 +119,11 @@ public:
                     "or write pictures instead, e.g. -o frames/f_%05d.png";
             return false;
         }
+        const std::string encoder = EncoderName(target_.video, format_.encoding);
+        if (!format_.encoding.hwaccel.empty() && !FfmpegHasEncoder(ffmpeg, encoder)) {
+            error = "--hwaccel " + format_.encoding.hwaccel + ": this ffmpeg offers no " + encoder + " encoder";
+            return false;
+        }
         const int partFd = CreatePart(target_.path, target_.path, part_, error);
         if (partFd < 0) return false;
         ::close(partFd);
@@ -139,29 +145,18 @@ public:
             return false;
         }
         const std::string size = std::to_string(format_.width) + "x" + std::to_string(format_.height);
-        std::vector<std::string> args = {
-            ffmpeg, "-hide_banner", "-nostdin", "-loglevel", "error", "-y",
-            "-f", "rawvideo", "-pix_fmt", "rgba", "-video_size", size,
+        // Frames arrive as the renderer's work rows, bottom row first: vflip
+        // only turns ffmpeg's row pointers round.
+        std::vector<std::string> args = {ffmpeg, "-hide_banner", "-nostdin", "-loglevel", "error", "-y"};
+        for (const std::string& a : DeviceArgs(format_.encoding)) args.push_back(a);
+        args.insert(args.end(), {
+            "-f", "rawvideo", "-pix_fmt", "bgra", "-video_size", size,
             "-framerate", FrameRateRatio(format_.frameRate), "-i", "pipe:0", "-an",
             // The frames are full-range RGB; state the HD matrix for the YUV form.
-            "-vf", "scale=out_color_matrix=bt709:out_range=tv",
+            "-vf", "vflip,scale=out_color_matrix=bt709:out_range=tv" + UploadFilter(format_.encoding),
             "-colorspace", "bt709", "-color_primaries", "bt709", "-color_trc", "bt709",
-            "-color_range", "tv"};
-        switch (target_.video) {
-        case VideoFormat::Mp4:
-            args.insert(args.end(), {"-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
-                                     "yuv420p", "-movflags", "+faststart", "-f", "mp4"});
-            break;
-        case VideoFormat::Mkv:
-            args.insert(args.end(), {"-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
-                                     "yuv420p", "-f", "matroska"});
-            break;
-        case VideoFormat::Mov:
-            // ProRes 422 HQ.
-            args.insert(args.end(), {"-c:v", "prores_ks", "-profile:v", "3", "-vendor", "apl0",
-                                     "-pix_fmt", "yuv422p10le", "-f", "mov"});
-            break;
-        }
+            "-color_range", "tv"});
+        for (const std::string& a : EncoderArgs(target_.video, format_.encoding)) args.push_back(a);
         // As a file URL of the absolute path: ffmpeg reads no protocol
         // ("pipe:", "file:") or option ("-x") into the name then.
         args.push_back("file:" + Absolute(part_));
@@ -184,12 +179,33 @@ public:
             return false;
         }
         pipe_ = pipeFds[1];
+        // A frame goes in a few large writes rather than many of 64 KiB.
+        fcntl(pipe_, F_SETPIPE_SZ, 1 << 20);
         return true;
     }
 
-    bool Write(long, const uint8_t* rgba, std::string& error) override {
+    bool TakesWorkRows() const override { return true; }
+
+    bool Write(long frame, const uint8_t* rgba, std::string& error) override {
+        // RGBA top row first into the work rows' order.
+        const size_t w = static_cast<size_t>(format_.width), h = static_cast<size_t>(format_.height);
+        rows_.resize(w * h * 4);
+        for (size_t r = 0; r < h; r++) {
+            const uint8_t* src = rgba + (h - 1 - r) * w * 4;
+            uint8_t* dst = rows_.data() + r * w * 4;
+            for (size_t x = 0; x < w * 4; x += 4) {
+                dst[x] = src[x + 2];
+                dst[x + 1] = src[x + 1];
+                dst[x + 2] = src[x];
+                dst[x + 3] = src[x + 3];
+            }
+        }
+        return WriteWorkRows(frame, rows_.data(), error);
+    }
+
+    bool WriteWorkRows(long, const uint8_t* rows, std::string& error) override {
         const size_t bytes = static_cast<size_t>(format_.width) * format_.height * 4;
-        if (pipe_ >= 0 && WriteAll(pipe_, rgba, bytes)) return true;
+        if (pipe_ >= 0 && WriteAll(pipe_, rows, bytes)) return true;
         ::close(pipe_);
         pipe_ = -1;
         Wait();
@@ -235,6 +251,7 @@ public:
     std::string Describe() const override { return target_.path; }
 
 private:
+    std::vector<uint8_t> rows_;  // a frame given as RGBA, in the work rows' order
     int Wait() {
         int status = 0;
         if (child_ > 0) {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "app/Encoding.h"
 #include "app/Options.h"
 
 namespace gs {
@@ -27,6 +28,14 @@ public:
     virtual bool Open(std::string& error) = 0;
     // One frame: width x height RGBA, top row first.
     virtual bool Write(long frame, const uint8_t* rgba, std::string& error) = 0;
+    // Whether the sink takes frames as the renderer's work image rows (blue,
+    // green, red, alpha, bottom row first) through WriteWorkRows, which saves
+    // a conversion.
+    virtual bool TakesWorkRows() const { return false; }
+    virtual bool WriteWorkRows(long, const uint8_t*, std::string& error) {
+        error = "this output takes RGBA frames";
+        return false;
+    }
     // Completes the output and puts it in place.
     virtual bool Finish(std::string& error) = 0;
     // Removes what this run wrote. Safe to call at any time, and more than once.
@@ -42,6 +51,7 @@ struct SinkFormat {
     long first = 0;            // the frames that will be written
     long last = 0;
     bool overwrite = false;    // replace files that are already there
+    VideoEncoding encoding;    // video outputs only
 };
 
 std::unique_ptr<FrameSink> MakeFrameSink(const OutputTarget& target, const SinkFormat& format);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "app/FramePipeline.h"
 #include "app/FrameSink.h"
 #include "app/Progress.h"
 #include "app/Session.h"
@@ -188,6 +189,15 @@ RenderResult RunRender(const RenderRequest& request) {
     TakeToolMessages();
     // Pictures missing at their stored paths are looked for beside the show.
     std::snprintf(doc.showFolder, sizeof doc.showFolder, "%s", ShowFolderOf(request.showPath).c_str());
+    // A video's pictures stay full range: ffmpeg squeezes them into
+    // limited-range YUV itself, and squeezing them here too would lift the
+    // blacks. Pictures and raw frames keep the VideoColors setting.
+    struct KeepLevels {
+        CDoc& doc;
+        int32_t setting;
+        ~KeepLevels() { doc.videoColors = setting; }
+    } keepLevels{doc, doc.videoColors};
+    if (request.output.kind == OutputKind::Video) doc.videoColors = 0;
     bool put = false;
     {
         InterruptibleLoad load;
@@ -212,6 +222,7 @@ RenderResult RunRender(const RenderRequest& request) {
     if (request.draft) doc.draftRender = request.draft > 0 ? 1 : 0;
     if (request.blur) doc.blurFrames = request.blur > 0 ? 1 : 0;
     if (request.multiprocess) gMultiProcess = 1;
+    doc.exactRender = request.exact ? 1 : 0;
     FitCamera(doc, request.size.width, request.size.height, request.aspect);
 
     SinkFormat format;
@@ -221,6 +232,7 @@ RenderResult RunRender(const RenderRequest& request) {
     format.first = first;
     format.last = last;
     format.overwrite = request.overwrite;
+    format.encoding = request.encoding;
     std::unique_ptr<FrameSink> sink = MakeFrameSink(request.output, format);
     if (!sink->Open(result.error)) {
         sink->Abandon();
@@ -229,29 +241,31 @@ RenderResult RunRender(const RenderRequest& request) {
 
     const long total = last - first + 1;
     Progress progress(total, !request.quiet);
-    CDIB work(1, 1, 32);
-    std::vector<uint8_t> rgba(static_cast<size_t>(format.width) * format.height * 4);
-    for (long frame = first; frame <= last; frame++) {
-        if (Interrupted()) break;
-        // The settings of the show's frames stay those of this render, whatever
-        // the document did to them in the frame before (a failed blur turns
-        // the blur off).
-        gFrameRate = request.frameRate;
-        if (!RenderRGBA(doc, frame, request.fieldMode, format.width, format.height, work, rgba.data())) {
-            const std::string more = JoinMessages(TakeToolMessages());
-            result.error = "frame " + std::to_string(frame) + " could not be rendered" + (more.empty() ? "" : ": " + more);
-            progress.Clear();
-            sink->Abandon();
-            return result;
-        }
-        if (!sink->Write(frame, rgba.data(), result.error)) {
-            if (Interrupted()) break;
-            progress.Clear();
-            sink->Abandon();
-            return result;
-        }
+    FrameRun run;
+    run.first = first;
+    run.last = last;
+    run.fieldMode = request.fieldMode;
+    run.width = format.width;
+    run.height = format.height;
+    // The two-band worker draws one frame at a time.
+    run.threads = request.multiprocess ? 1 : request.threads > 0 ? request.threads : FramePipeline::MachineThreads();
+    run.bottomUp = sink->TakesWorkRows();
+    gFrameRate = request.frameRate;
+    auto take = [&](long frame, const uint8_t* pixels, std::string& why) {
+        const bool written = run.bottomUp ? sink->WriteWorkRows(frame, pixels, why) : sink->Write(frame, pixels, why);
+        if (!written) return false;
         result.frames++;
         progress.Update(result.frames);
+        return true;
+    };
+    bool stopped = false;
+    std::string why;
+    if (!RenderFrames(doc, run, take, Interrupted, why, stopped) && !Interrupted()) {
+        const std::string more = JoinMessages(TakeToolMessages());
+        result.error = why + (more.empty() || why.find("could not be rendered") == std::string::npos ? "" : ": " + more);
+        progress.Clear();
+        sink->Abandon();
+        return result;
     }
     if (Interrupted()) {
         progress.Clear();

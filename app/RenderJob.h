@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/Encoding.h"
 #include "app/Options.h"
 
 namespace gs {
@@ -22,6 +23,9 @@ struct RenderRequest {
     int draft = 0;             // 1 on, -1 off, 0 as the settings say
     int blur = 0;              // 1 on, -1 off, 0 as the settings say
     bool multiprocess = false;
+    int threads = 0;           // frames drawn at once; 0 every processor
+    bool exact = false;        // the exact area filter instead of the kept one
+    VideoEncoding encoding;    // encoder choices for video outputs
     bool quiet = false;
     bool overwrite = false;    // replace an output that is already there
 };

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,5 +37,24 @@ bool RenderRGBA(CDoc& doc, long frame, int fieldMode, int width, int height, CDI
 // Converts a 32-bit work image (blue, green, red, alpha; rows bottom-up) to
 // RGBA top row first, with alpha 255.
 void WorkImageToRGBA(CDIB& work, int width, int height, uint8_t* rgba);
+
+// A run of frames rendered by RenderFrames.
+struct FrameRun {
+    long first = 0, last = 0;
+    int fieldMode = 0;
+    int width = 0, height = 0;
+    int threads = 1;        // drawing threads; 1 with the two-band worker
+    bool bottomUp = false;  // hand on the work image's rows (blue, green, red,
+                            // alpha, bottom row first) instead of RGBA top row first
+};
+
+// Renders frames first..last of `doc` as RenderRGBA does, byte for byte, with
+// `threads` frames drawn at once over the document's one picture, and hands
+// each to `take` in frame order. Stops early, keeping the frames under way,
+// when `stop` says so. False with `error` when a frame cannot be rendered or
+// `take` fails.
+using TakeFrame = std::function<bool(long frame, const uint8_t* pixels, std::string& error)>;
+bool RenderFrames(CDoc& doc, const FrameRun& run, const TakeFrame& take, const std::function<bool()>& stop,
+                  std::string& error, bool& stopped);
 
 }  // namespace gs

@@ -424,7 +424,12 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
     // ---- Two documents: the item on screen, and the next one being read.
     std::unique_ptr<CDoc> docs[2] = {std::make_unique<CDoc>(), std::make_unique<CDoc>()};
     gFrameRate = request.frameRate;  // a new document reads the settings' rate
-    for (auto& d : docs) d->showPicError = 0;  // failures come back as values, not messages
+    for (auto& d : docs) {
+        d->showPicError = 0;  // failures come back as values, not messages
+        // A video's pictures stay full range, as in `render`: ffmpeg squeezes
+        // them into limited-range YUV itself.
+        if (request.hasOutput && request.output.kind == OutputKind::Video) d->videoColors = 0;
+    }
     std::future<bool> pending;
     std::string loadError, loadNote;
     int launched = -1, loaded = -1;

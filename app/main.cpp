@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -61,6 +62,9 @@ struct RenderText {
     bool multiprocess = false;
     bool quiet = false;
     bool overwrite = false;
+    std::string threads = "0";
+    std::string quality = "kept";
+    std::string codec, crf, preset, hwaccel;
 };
 
 void AddRenderOptions(CLI::App* command, RenderText& t, bool forDemo) {
@@ -75,11 +79,43 @@ void AddRenderOptions(CLI::App* command, RenderText& t, bool forDemo) {
         command->add_flag("--draft,!--no-draft", t.draft, "fast, lower-quality resampling (default: the DraftRender setting)");
         command->add_flag("--blur,!--no-blur", t.blur, "motion blur (default: the BlurFrames setting)");
         command->add_flag("--multiprocess", t.multiprocess, "draw half of each frame on a second processor");
+        command->add_option("--threads", t.threads,
+                            "frames drawn at once, each on its own thread (default 0: one per processor; "
+                            "--multiprocess draws one frame at a time on two)");
+        command->add_option("--quality", t.quality,
+                            "kept (default): the effect's own filter; exact: the true average of the picture "
+                            "under each pixel, also for rolled and tilted cameras (slower)");
+        command->add_option("--codec", t.codec, "video codec: h264, hevc or prores (default h264; ProRes for .mov)");
+        command->add_option("--crf", t.crf, "h264/hevc quality, 0 (best) to 51 (default 18)");
+        command->add_option("--preset", t.preset, "h264/hevc speed preset, ultrafast to veryslow (default medium)");
+        command->add_option("--hwaccel", t.hwaccel,
+                            "h264/hevc on a hardware encoder that this ffmpeg offers: nvenc, vaapi, qsv, "
+                            "v4l2m2m, or none (default)");
     }
     command->add_flag("-y,--overwrite", t.overwrite,
                       forDemo ? "replace the video, show and picture of an earlier demo"
                               : "replace an output that is already there");
     command->add_flag("-q,--quiet", t.quiet, "no progress bar");
+}
+
+// Threads, quality and the encoder choices.
+bool ParseRenderChoices(const RenderText& t, gs::RenderRequest& request, std::string& error) {
+    char* end = nullptr;
+    const long threads = t.threads.size() > 4 ? -1 : std::strtol(t.threads.c_str(), &end, 10);
+    if (t.threads.empty() || !end || *end || threads < 0 || threads > 256) {
+        error = "--threads " + t.threads + ": expected 0 (one per processor) to 256";
+        return false;
+    }
+    request.threads = static_cast<int>(threads);
+    if (t.quality != "kept" && t.quality != "exact") {
+        error = "--quality " + t.quality + ": expected kept or exact";
+        return false;
+    }
+    request.exact = t.quality == "exact";
+    return (t.codec.empty() || gs::ParseCodec(t.codec, request.encoding.codec, error)) &&
+           (t.crf.empty() || gs::ParseCrf(t.crf, request.encoding.crf, error)) &&
+           (t.preset.empty() || gs::ParsePreset(t.preset, request.encoding.preset, error)) &&
+           (t.hwaccel.empty() || gs::ParseHwaccel(t.hwaccel, request.encoding.hwaccel, error));
 }
 
 // Turns the typed options into a request; false after printing the error.
@@ -100,6 +136,10 @@ bool MakeRequest(const RenderText& t, const std::string& showPath, const std::st
     request.draft = t.draft > 0 ? 1 : t.draft < 0 ? -1 : 0;
     request.blur = t.blur > 0 ? 1 : t.blur < 0 ? -1 : 0;
     request.multiprocess = t.multiprocess;
+    if (!ParseRenderChoices(t, request, error)) {
+        exitCode = Fail(error, kExitUsage);
+        return false;
+    }
     request.quiet = t.quiet;
     request.overwrite = t.overwrite;
     return true;
@@ -389,6 +429,10 @@ int main(int argc, char** argv) {
     RenderText renderText;
     std::string renderShow;
     CLI::App* render = app.add_subcommand("render", "render a show to a video, pictures or raw RGBA frames");
+    render->footer(
+        "Levels: videos get full-range pictures that ffmpeg turns into limited-range YUV, so black "
+        "plays back as black; the VideoColors setting (squeezing pictures to 15..234) applies to "
+        "pictures and raw frames only.");
     render->add_option("show", renderShow, "the show file (.gsx)")->required();
     render->add_option("-o,--output", renderText.output,
                        "OUT.mp4 (H.264), OUT.mov (ProRes 422 HQ), OUT.mkv, a picture pattern such as "

@@ -7,6 +7,7 @@ build="${1:-build}"
 work="$build/bench-work"
 
 cmake --build "$build" --target gs_resample_bench
+cmake --build "$build" --target glimmerstroll gs_bench_show >/dev/null
 # The other benchmarks exist only in builds that have their parts.
 others=(gs_picture_load_bench gs_refresh_bench)
 for target in "${others[@]}"; do
@@ -21,3 +22,8 @@ for program in "${others[@]}"; do
     "$build/bench/$program" --work "$work" || echo "$program failed"
   fi
 done
+
+# End to end against ffmpeg, OpenCV and Pillow on a real photograph (Debian's
+# python3 with its numpy, OpenCV and Pillow packages).
+echo
+/usr/bin/python3 bench/endtoend.py "$build" --work "$work/endtoend" || echo "endtoend failed"

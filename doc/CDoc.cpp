@@ -40,6 +40,7 @@ CDoc::CDoc() : CDIB(8, 8, 24), nextPicture(0, 0, 24) {
 
     fieldSwap = static_cast<int32_t>(GetIniItem("FieldSwap", 0));
     draftRender = static_cast<int32_t>(GetIniItem("DraftRender", 0));
+    exactRender = static_cast<int32_t>(GetIniItem("ExactRender", 0));
     rescaleShow = static_cast<int32_t>(GetIniItem("RescaleShow", 0));
     videoColors = static_cast<int32_t>(GetIniItem("VideoColors", 1));
     flopTopField = static_cast<int32_t>(GetIniItem("FlopTopField", 0));

@@ -30,6 +30,9 @@ constexpr int ACTION_KEY_DELETED = 97;
 constexpr int ACTION_PICTURE = 98;
 
 // CDIB's destructor is not virtual, so nothing may derive from the document.
+struct FramePlan;
+struct FrameDraw;
+
 class CDoc final : public CDIB {
 public:
     CDoc();
@@ -100,6 +103,12 @@ public:
     // (half a frame later), 3 both fields interleaved. True when drawn.
     bool RenderFrame(long frame, int fieldMode, bool upperFirst, int width, int height,
                      CDIB* dest, bool handOver);
+    // The same frame as a plan (host/FramePlan.h) for DrawFramePlan, which
+    // gives the same bytes as RenderFrame. Loads the frame's picture, calling
+    // `beforeLoad` first when it replaces the one in the buffer. False when
+    // RenderFrame would draw nothing.
+    bool PlanFrame(long frame, int fieldMode, int width, int height, bool handOver, FramePlan& plan,
+                   void (*beforeLoad)(void*) = nullptr, void* context = nullptr);
 
     // ---- Fields -----------------------------------------------------------
     // The picture buffer is the CDIB base. The fields below keep this order.
@@ -162,6 +171,14 @@ public:
     void LoadPicture(FSpec* file, int slot, long start);
     std::atomic<int32_t> pictureBusy{0};  // set while a job fills nextPicture
     int32_t prefetchStatus = 0;           // load result of the picture in nextPicture
+
+    // Draw with the exact area filter instead of the kept one (a render
+    // choice of the tool, the plug-ins and the editor; off by default).
+    int32_t exactRender = 0;
+
+private:
+    bool PlanPicture(long frame, int fieldMode, int width, int height, bool handOver, FrameDraw& draw,
+                     void (*beforeLoad)(void*), void* context);
 };
 
 // The one document of the process, and the frame under the editor's cursor.

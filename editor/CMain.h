@@ -58,6 +58,7 @@ enum : int {
     kCmdZoomOut = 1043,
     kCmdEnlargeTimeline = 1044,
     kCmdContractTimeline = 1045,
+    kCmdExactQuality = 1050,
     kCmdApply = 2001,
     kCmdDrop = 2002,
     kCmdSaveShow = 2003,

@@ -8,6 +8,7 @@
 #include "editor/CStage.h"
 #include "editor/CTime.h"
 #include "editor/EditorState.h"
+#include "host/Resample.h"
 #include "motion/Geometry.h"
 #include "motion/Timecode.h"
 #include "platform/Env.h"
@@ -157,6 +158,8 @@ void CView::Refresh(bool full) {
     if (!full && key.rotation3 == 0.0f)
         preview.FilterCrop(pDoc, left, bottom, w, w * aspect, key.rotation3, key.rotation1, key.rotation2, 0,
                            kFastQuality, 0);
+    else if (pDoc->exactRender && !pDoc->draftRender)
+        FilterExact(&preview, pDoc, left, bottom, w, w * aspect, key.rotation3, key.rotation1, key.rotation2, 0);
     else
         preview.FilterCropMulti(pDoc, left, bottom, w, w * aspect, key.rotation3, key.rotation1, key.rotation2,
                                 pDoc->draftRender ? kFastQuality : kFullQuality, 0);

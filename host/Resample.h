@@ -29,3 +29,14 @@ constexpr int kFilterJobBlockBytes = 256;
 
 // The worker's job: draws the band described by the FilterJob at `block`.
 void mfThreadFunc(void* block);
+
+// The exact area filter, a quality level beyond the kept filters: each
+// destination pixel is the average of the picture over exactly the camera's
+// footprint of that pixel (outside the picture the outside grey), with weights
+// and division fine enough that a flat colour keeps its value at any scale.
+// An axis-aligned camera (angle and tilts all zero) is filtered separably;
+// a rotated or tilted one is averaged over a grid of small box averages at least
+// two to a source pixel across its footprint. Same destination, camera and
+// field selector as FilterCrop; rows outside the selector are left alone.
+bool FilterExact(CDIB* dest, CDIB* source, float left, float bottom, float width, float height, float angle,
+                 float tilt1, float tilt2, int fieldSelector);

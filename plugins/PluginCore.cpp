@@ -205,7 +205,7 @@ void ApplyFps(PluginInstance& in) {
 // the render path uses, under the module's lock.
 struct ParamRow {
     const char* name;
-    int type;                            // F0R_PARAM_STRING or F0R_PARAM_DOUBLE
+    int type;                            // F0R_PARAM_STRING, F0R_PARAM_DOUBLE or F0R_PARAM_BOOL
     const char* explanation;             // what hosts show beside the field
     const char* filterExplanation;       // the filter's own, when it differs
     std::string PluginInstance::*text;   // string parameters
@@ -219,6 +219,9 @@ const ParamRow kParams[] = {
     {"fps", F0R_PARAM_STRING,
      "Frame rate of the show's frame numbers, as text: 25, 29.97 or 30000/1001, 1 to 240 (default 25)", nullptr,
      &PluginInstance::fpsText, nullptr, ApplyFps},
+    {"exact", F0R_PARAM_BOOL,
+     "Exact quality: the true average of the picture under each pixel (slower; default off)", nullptr, nullptr,
+     &PluginInstance::exact, nullptr},
 };
 
 const ParamRow* Row(int index) {
@@ -345,6 +348,7 @@ void PluginUpdate(PluginInstance* in, double time, const uint32_t* pixels, uint3
         gFrameRate = rate;
         const long frame = FrameForUpdate(in->nextFrame, time, SecondsPerTimeUnit(caller), rate / 100.0);
         FitCamera(doc, in->width, in->height, AspectChoice::FollowFrame);
+        doc.exactRender = in->exact >= 0.5 ? 1 : 0;
         if (in->kind == PluginKind::Filter) {
             KeyStruct saved[kMaxKeys];
             if (LoadHostPicture(*in, pixels, saved)) {

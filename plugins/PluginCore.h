@@ -41,6 +41,7 @@ struct PluginInstance {
     std::string showPath;
     std::string fpsText = "25";
     double fps = 25.0;
+    double exact = 0.0;        // at 0.5 and above, the exact area filter instead of the kept one
 
     // State below is touched only under the module's lock.
     std::unique_ptr<CDoc> doc;
@@ -65,7 +66,7 @@ PluginInstance* PluginConstruct(PluginKind kind, unsigned width, unsigned height
 void PluginDestruct(PluginInstance* instance);
 
 // The parameters, in the order of the table in PluginCore.cpp: 0 "show"
-// (string), 1 "fps" (string: "25", "29.97", "30000/1001").
+// (string), 1 "fps" (string: "25", "29.97", "30000/1001"), 2 "exact" (bool).
 int PluginParamCount();
 void PluginParamInfo(PluginKind kind, void* info, int index);
 void PluginSetParam(PluginInstance* instance, void* param, int index);

@@ -43,6 +43,9 @@ test=(
   # a real photo with a face (astronaut.png) for the slideshow's tests, and
   # real JPEG photographs for its README example and benchmark
   python3-skimage lomiri-wallpapers-16.04
+  # the end-to-end benchmark: a real 6028x3391 JPEG photograph, and OpenCV and
+  # numpy beside Pillow
+  lomiri-wallpapers-20.04 python3-opencv python3-numpy
   # the package: build, check, install into a throw-away tree
   debhelper dpkg-dev fakeroot lintian desktop-file-utils shared-mime-info xdg-utils libglib2.0-bin man-db
 )

@@ -126,7 +126,8 @@ TEST_F(Tool, WholeShowByDefaultOptionsChangeTheFramesAndTheSecondProcessorDoesNo
     for (std::vector<std::string> extra : {std::vector<std::string>{"--fields", "both"},
                                            std::vector<std::string>{"--aspect", "letterbox"},
                                            std::vector<std::string>{"--aspect", "4:3"},
-                                           std::vector<std::string>{"--blur"}, std::vector<std::string>{"--draft"}}) {
+                                           std::vector<std::string>{"--blur"}, std::vector<std::string>{"--draft"},
+                                           std::vector<std::string>{"--quality", "exact"}}) {
         std::vector<std::string> args = {"render", dir / "show.gsx", "-o", "-", "--size", "160x90", "--frames", "12"};
         args.insert(args.end(), extra.begin(), extra.end());
         const RunResult r = Gs(args);
@@ -138,6 +139,29 @@ TEST_F(Tool, WholeShowByDefaultOptionsChangeTheFramesAndTheSecondProcessorDoesNo
     const RunResult split = Gs({"render", dir / "show.gsx", "-o", "-", "--size", "160x90", "--multiprocess"});
     ASSERT_EQ(split.exitCode, 0) << split.err;
     EXPECT_TRUE(split.out == all.out);
+    // So do any number of threads, each drawing whole frames.
+    for (const char* threads : {"1", "3"}) {
+        const RunResult r = Gs({"render", dir / "show.gsx", "-o", "-", "--size", "160x90", "--threads", threads});
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_TRUE(r.out == all.out) << threads << " threads";
+    }
+}
+
+// Videos are full range into ffmpeg, which makes video levels itself: a black
+// picture plays back black whatever "VideoColors" says (it is on by default).
+TEST_F(Tool, VideosDecodeBlackAsBlack) {
+    if (!HaveProgram("ffmpeg")) GTEST_SKIP() << "ffmpeg is not installed";
+    WriteTestShow(dir / "black.gsx", dir / "black.tga", 64, 36, {{0, 32, 18, 64, 0}, {4, 32, 18, 48, 0}}, 5);
+    CDIB black(64, 36, 24);
+    std::memset(black.GetBitsAdd(0), 0, static_cast<size_t>(black.GetRowBytes() * 36));
+    std::string error;
+    ASSERT_TRUE(gs::WriteTarga(black, dir / "black.tga", error)) << error;
+    const RunResult r = Gs({"render", dir / "black.gsx", "-o", dir / "black.mp4", "--size", "64x36", "--frames", "2"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::string rgb = Shell("ffmpeg -v error -i '" + std::string(dir / "black.mp4") +
+                                  "' -vf crop=16:8:24:14 -f rawvideo -pix_fmt rgb24 -");
+    ASSERT_EQ(rgb.size(), 16u * 8 * 3);
+    for (char c : rgb) ASSERT_LE(static_cast<uint8_t>(c), 1);
 }
 
 TEST_F(Tool, InfoDescribesTheShowInTextAndStableJson) {
@@ -278,6 +302,10 @@ TEST_F(Tool, BadInputFailsWithOneLineAndNoOutput) {
         {"output exists", {"render", show, "-o", dir / "taken.mp4"}, {}, 1, "already exists; add -y"},
         {"odd size for H.264", {"render", show, "-o", out, "--size", "161x90"}, {}, 1, "even width and height"},
         {"bad rate", {"render", show, "-o", out, "--fps", "fast"}, {}, 2, "--fps fast"},
+        {"bad threads", {"render", show, "-o", out, "--threads", "many"}, {}, 2, "--threads many"},
+        {"bad quality", {"render", show, "-o", out, "--quality", "best"}, {}, 2, "--quality best"},
+        {"bad crf", {"render", show, "-o", out, "--crf", "70"}, {}, 2, "--crf 70"},
+        {"ProRes in mp4", {"render", show, "-o", out, "--codec", "prores"}, {}, 1, "not .mp4"},
         {"no output", {"render", show}, {}, 2, "--output is required"},
         {"unknown option", {"render", show, "-o", out, "--speed", "2"}, {}, 2, "--speed"},
         {"no command", {}, {}, 2, "subcommand"},

@@ -14,7 +14,7 @@ TEST_F(MenusFromSettings, FiveMenusWithTheirCommandsAndStartingMarks) {
     const char* titles[] = {"File", "Edit", "Options", "Render", "View", "Help"};
     ASSERT_EQ(6, menu.menuCount);
     for (int m = 0; m < 6; ++m) EXPECT_STREQ(titles[m], menu.menus[m].title);
-    EXPECT_EQ(8 + (gCanMultiProcess ? 1 : 0), menu.menus[3].itemCount);
+    EXPECT_EQ(9 + (gCanMultiProcess ? 1 : 0), menu.menus[3].itemCount);
 
     const int file[] = {1010, -1, 2005, 2004, 2003, -1, 2001, 2002};
     for (int i = 0; i < 8; ++i) EXPECT_EQ(file[i], menu.commands[0][i]) << i;
@@ -24,7 +24,7 @@ TEST_F(MenusFromSettings, FiveMenusWithTheirCommandsAndStartingMarks) {
     const std::pair<int, bool> marks[] = {
         {1001, false}, {1000, false}, {1002, true}, {1003, false}, {1004, false}, {1005, true},
         {1006, false}, {1007, true},  {1030, false}, {1031, false}, {1032, true}, {1033, true},
-        {1035, false}, {1041, false}, {1040, true},
+        {1035, false}, {1041, false}, {1040, true}, {1050, false},
     };
     for (auto [command, checked] : marks) {
         EXPECT_EQ(checked, Item(command).checked) << command;
@@ -54,7 +54,7 @@ TEST_F(EditorFrameTest, EveryToggleFlipsItsFlagAndWritesItsSettingAtOnce) {
         {1001, "AutoAddKey", &pDoc->autoAddKey},   {1002, "RescaleShow", &pDoc->rescaleShow},
         {1000, "ShowCameraPath", &pStage->showPath}, {1033, "DraftRender", &pDoc->draftRender},
         {1035, "BlurFrames", &pDoc->blurFrames},   {1040, "ShowTVSafe", &pViewer->tvSafe},
-        {1041, "CenterPic", &pStage->centerPic},
+        {1041, "CenterPic", &pStage->centerPic},   {1050, "ExactRender", &pDoc->exactRender},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.key);
