@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
 # Thin wrapper over CMake + Ninja. Build output goes to build/.
 BUILD      ?= build
 BUILD_TYPE ?= Release

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Automatic camera moves for photos: find what matters in the picture (faces,
 // else the most salient region, else the centre) and plan one gentle move that
 // runs toward or away from it, then write that move into a document as keys,

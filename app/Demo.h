@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The built-in example: a picture the program draws itself (a lake at sunset
 // under a starry sky) and a show of a few keys over it, with ease, a zoom and
 // a roll. `glimmerstroll demo` writes both beside its output and renders them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The encoder choices of a video output (--codec, --crf, --preset, --hwaccel)
 // and the ffmpeg arguments they give.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Renders a run of frames on several threads and hands them on in order.
 //
 // Each frame goes through three steps: `prepare` on the calling thread, in

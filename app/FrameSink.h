@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Where rendered frames go: a video through the ffmpeg program, one picture a
 // frame, or raw RGBA on standard output.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A film as an MLT XML project, for melt, Kdenlive and Shotcut: each item a
 // clip drawn by the frei0r source from its show (a photo's automatic move or
 // the show item itself), transitions as luma mixes between two video

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The film's music, through the ffmpeg programs: the length of a track, and
 // the finished video with the track laid under it, faded out at the film's end.
 #pragma once

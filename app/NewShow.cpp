@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll new`: a show for one picture from options in a user's terms.
 // Camera rectangles are given by their centre and width in picture pixels (y
 // from the top), the way keys hold them; the height follows the camera's

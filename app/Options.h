@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Parsing and checking the values the command line gives as text: frame sizes,
 // frame rates, frame ranges, the camera's aspect, the field order and the kind of
 // output a path asks for. Each parser returns false and fills `error` with one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A one-line progress bar on standard error: frames done, frames a second and
 // the time left. Drawn only when standard error is a terminal and the user did
 // not ask for quiet; redrawn at most ten times a second.

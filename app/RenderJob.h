@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // One render of a show file to an output, as `render` and `demo` run it: the
 // environment and the document, the show, the frames, the sink, the progress
 // bar, and the one line the user reads when something goes wrong.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The render path shared by the command-line tool and the frei0r plug-ins: put a
 // show into a document, fit the camera to the frame's shape, and render one frame
 // as RGBA bytes, top row first. The tool and both plug-ins go through these

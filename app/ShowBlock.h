@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A show file (.gsx) as it lies on disk: its bytes, checked and taken apart by
 // the show codec (doc/ShowCodec), with where its picture references point.
 // The document reads the same bytes with CDoc::LoadShow; this view only looks,

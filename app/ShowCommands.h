@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll export`, `import` and `new`: shows as JSON text and shows made
 // from a few options. Each returns the tool's exit code (0 done, 1 the work
 // failed, 2 the input is wrong) with one line in `error` when it is not 0.

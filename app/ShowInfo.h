@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll info`: what a show file holds, as text for people or as JSON
 // for programs. The JSON form is the show's own (doc/ShowJson): fields are only
 // ever added (see the README's "Shows as JSON" section for every field).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll slideshow`: an ordered list of photos and shows made into one
 // film. A photo gets an automatic move (AutoMove.h); a show moves as it says.
 // Items follow each other with a cross-fade, a fade through black or a cut.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // glimmerstroll: renders shows from the command line, describes show files,
 // turns them into JSON and back, makes shows from options, and renders the
 // built-in example.

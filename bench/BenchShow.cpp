@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Writes the show of the end-to-end benchmark (bench/endtoend.py) over a
 // picture of W x H, and the camera of every frame as the renderer places it,
 // so that the other programs of the table can follow the very same path.

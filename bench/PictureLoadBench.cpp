@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Loading a camera-sized JPEG (6000 x 4000) and preparing it into the picture
 // buffer, the way a show's picture is loaded.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // How long the viewer takes to show one frame: CView::Refresh of a 640 x 480
 // preview from a 24-megapixel picture (6000 x 4000, 24 bits), resampling and
 // drawing into the window included, on the headless window layer.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Side-by-side benchmark of the camera resampler against ffmpeg's zoompan.
 //
 //   gs_resample_bench [--work DIR] [--frames N]

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: GPL-2.0-or-later
 """End to end, side by side in one run: a Ken Burns job over a real photograph
 (a zoom from 1 to 1.6 with a pan, 1920x1080 frames) rendered by glimmerstroll
 and by the usual alternatives, as raw frames and as H.264, with the quality of

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # Runs the benchmarks against the build in $1 (default build/) and prints their
 # tables. Timings are only meaningful on a quiet machine.
 set -euo pipefail

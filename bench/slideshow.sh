@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # A 20-photo slideshow end to end, glimmerstroll against the usual ffmpeg
 # script (zoompan-slideshow.sh): wall time, processor time and peak memory of
 # each, and the smoothness of a slow move in both. Prints a Markdown table.

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: GPL-2.0-or-later
 # Tracks a bright Gaussian dot through raw frames on standard input and prints
 # the mean length of the frame-to-frame change of its velocity (output pixels a
 # frame squared): the smoothness measure of the resampling benchmark.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # The usual way to make a pan-and-zoom slideshow with ffmpeg alone, as found in
 # countless scripts: one zoompan clip per photo (a slow zoom into the centre),
 # then one pass that joins the clips with xfade cross-fades.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
 # gs_test(NAME name SOURCES a.cpp b.cpp LIBS lib1 lib2 [INTEGRATION])
 # One GoogleTest binary, registered with CTest as one test. Each test binary runs
 # with its own settings folder so tests never touch the user's ~/.config.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CDoc: construction, clearing, key access, key editing and the frame cursor.
 #include "doc/CDoc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CDoc: the one show document. A show is a still picture seen through a moving
 // camera; the camera is given at keys (KeyStruct) that fix its position, width
 // and rotation at a frame of the show. The document owns the key lists of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The installed editor link, or the one that answers as if no editor were open.
 #include "doc/EditorLink.h"
 

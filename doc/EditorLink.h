@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The document's view of the editor. The document never includes editor or
 // window headers; the editor derives from CEditorLink and installs itself with
 // SetEditorLink while its windows exist. The default link answers as if no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Picture loading jobs: one picture file loaded into a buffer with its matte
 // border. The picture list runs one for the picture buffer and one to fill the
 // second buffer with the next picture ahead of time.

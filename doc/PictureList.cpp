@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The picture slots and the picture buffer: slot copies and exchanges, the
 // picture buffer kept filled with the picture of the current frame, and the
 // second buffer holding the next picture ahead of time. Loading a new picture

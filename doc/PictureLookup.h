@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Where a show's picture file is found. The renderer, the picture loading and
 // `info` all ask this one lookup, so that what `info` reports is what a render
 // loads.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The show block, taken apart into a plain description of the show and put
 // together again. Every reader and writer of show blocks goes through here: the
 // document's LoadShow and SaveShow, the tool's `info`, `export` and `import`.

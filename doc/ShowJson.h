@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The JSON form of a show: everything a show block holds, in terms a person or
 // a program can read and write (see the README's "Shows as JSON"). Written by
 // `info --json` and `export`, read by `import` and by anything that makes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The undo ring. Each record is a key tagged with the picture it belongs to
 // (undoPicture) and an action code (undoAction): a key index 0..63 for a changed
 // key, ACTION_KEY_ADDED, ACTION_KEY_DELETED or ACTION_PICTURE. Applying a record

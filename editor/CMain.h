@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CMain: the editor's main frame. It holds the menu bar, builds the stage, the
 // timeline and the viewer, draws the status area along the bottom of the
 // screen, turns menu commands and keys into operations on the show document,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CStage: the picture with the camera frame over it, and the frame's mouse and
 // keyboard editing.
 #include "editor/CStage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CStage: the editor window that shows the current picture, scaled, with the
 // camera frame of the current moment drawn over it. The user moves, resizes,
 // rolls and tilts the frame with the mouse and the keyboard. The stage edits a

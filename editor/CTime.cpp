@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CTime: the show along time, with scrubbing, key drags, picture boundary and
 // picture end drags, and the key dialog.
 #include "editor/CTime.h"

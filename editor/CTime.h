@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CTime: the timeline below the stage. It shows the show along time: one
 // coloured segment per picture, a marker for every camera key, the transition
 // of each picture, "hold" spans and the current-frame line. With the mouse the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CView: the viewer, its preview of the camera's view, and playback.
 #include "editor/CView.h"
 

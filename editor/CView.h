@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CView: the small floating viewer. It shows the camera's view of the current
 // frame, resampled from the current picture with the stage's working key, the
 // timecode of the current frame, and reverse, stop and play buttons, and it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Running the editor: inside the effect (its options command) and on its own
 // (the glimmerstroll-edit program behind `glimmerstroll edit`).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Puts the editor behind the effect's options command. This file is compiled
 // into the effect module itself, so that the module's loading installs it.
 //

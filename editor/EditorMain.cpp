@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // glimmerstroll-edit: the editor on a show file, without a host.
 //
 //   glimmerstroll-edit [--fps RATE] [SHOW.gsx]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // State shared by the editor's windows: the pointers through which the main
 // frame, the stage, the timeline and the viewer reach one another, and the few
 // editing values that belong to the session rather than to the show file.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The effect module's exported entry. The host finds it by the name `main`;
 // the C++ name differs so that the compiler does not take it for a program's
 // main function.

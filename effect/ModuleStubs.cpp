@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Routines that shared code calls and that the effect does not offer: movie
 // export and sound belong to the stand-alone program.
 #include "host/EffectEntry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The part of the compositing host's effect API that the effect entry uses:
 // command codes, the input and output records, parameter definitions, the
 // output world, the utility and handle callbacks, error codes and out flags.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The effect entry: answers the host's commands, keeps the show in the
 // effect's sequence handle, and renders the host's frames from it.
 #include "host/EffectEntry.h"

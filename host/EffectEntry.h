@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The effect entry: the host's commands, the render into the host's frame, and
 // the seam through which the editor runs on the options command.
 //

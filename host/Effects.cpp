@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Picture preparation effects: in-place operations on a CDIB's storage rows
 // (bottom-up) and pixel bytes blue, green, red and, in 32-bit images, alpha.
 // The per-pixel loops are plain loops over bytes that the compiler vectorises.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The exact area filter (see Resample.h).
 //
 // Axis-aligned cameras: along each axis a destination pixel covers the span

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A frame of the show taken apart into what the document decides (which
 // picture, which cameras, blur and bars) and the drawing itself, so that the
 // drawing of several frames can run on several threads at once over the one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Loading a new picture file into the show: read it, prepare it for the camera
 // (matte border, pre-blur, tint, contrast, video-safe colours) in the picture
 // buffer, and frame it with key 0 when the camera has not been placed yet. It

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The frame renderer: one frame of the show drawn through the camera into a
 // 32-bit image, with field handling, motion blur, the letterbox bars and the
 // hand-over between consecutive pictures.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Camera resampling filters: the camera is a rectangle (possibly rotated and
 // tilted) on the source picture; the destination is the 32-bit output frame.
 //

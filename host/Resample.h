@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Camera resampling: the job block that carries one band of a frame to the
 // background worker, and the worker's job function. The filters themselves are
 // CDIB members (FilterCropMulti, FilterCrop, FilterRot).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The document's side of the show block (SaveShow, LoadShow): the block's
 // layout and byte orders are doc/ShowCodec's; this file decides what of the
 // document goes out and what a block changes in it. Only the first record is

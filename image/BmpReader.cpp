@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // BMP reader: uncompressed pictures of 8 bits a pixel or more. BMP rows are
 // bottom-up and padded to 4 bytes like the buffer's, so the pixel data is taken
 // as it stands.

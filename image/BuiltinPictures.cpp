@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The program's own pictures, drawn into a buffer on request.
 #include <cstdint>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CDIB: creation, row access, in-place flips and the copy, crop, scale and 8-bit
 // conversions. The file readers and writers, the camera filters and the picture
 // effects live in files of their own.

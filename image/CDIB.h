@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // CDIB: the one image type of the system. A device-independent bitmap: a 40-byte
 // information header with palette, and one block of pixel rows stored bottom-up,
 // each row padded to a multiple of 4 bytes. 24- and 32-bit pixels are the bytes

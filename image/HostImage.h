@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Pictures that come from the host instead of a file. When the host asks for
 // the source image to come from its own timeline, CDIB::Load(FSpec*, FSpec*,
 // bool) fetches it through GetSourceImage and touches no file.

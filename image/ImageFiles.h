@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Picture files: the reader result codes, the platform importer, the program's
 // built-in pictures, PackBits and the entry points of the separate JPEG codec.
 // The readers and writers themselves are members of CDIB (image/CDIB.h).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Loading a picture file: recognising the format from its first bytes, the
 // entry point that the picture list uses, and the messages for the reader
 // result codes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The platform importer: every picture format that the built-in readers do not
 // take (JPEG, PNG, GIF, run-length Targa, ...) is decoded by OpenImageIO. The
 // picture arrives as 24-bit rows, bottom-up like every buffer, with the EXIF

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // PackBits run-length decoding (Photoshop and TIFF flavour).
 #include <algorithm>
 #include <cstring>

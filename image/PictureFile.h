@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Reading side of the picture readers: a CPFile with its length and the current
 // position kept beside it, so that every read can be bounded by what the file
 // still holds. CPFile::Read reports its count modulo 65536, so large reads are

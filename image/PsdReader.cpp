@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Photoshop reader: the composite image at the end of the file, raw or PackBits,
 // in greyscale, indexed, RGB (with alpha as a fourth channel) and bitmap modes.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Targa reader: uncompressed pictures (image types 0 to 3) of 8 to 32 bits a
 // pixel. Targa has no signature, so this reader is also the first guess for any
 // file that is not BMP, TIFF or Photoshop; the header checks below tell a Targa

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // TIFF reader: uncompressed strips, 8 bits a sample, either byte order. The
 // rows are read as they stand (R, G, B, top-down) and turned into the buffer's
 // layout at the end.

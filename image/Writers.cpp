@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Writing a picture: BMP or Targa.
 #include <cstring>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Integer HLS <-> RGB conversion on a 0..240 scale for hue, lightness and
 // saturation (hue 0 red, 80 green, 160 blue).
 #include "motion/Colour.h"

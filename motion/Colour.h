@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The hue-lightness-saturation colour model of the colour picker and the tint.
 // Red, green and blue run 0..255; hue, lightness and saturation 0..240.
 #pragma once

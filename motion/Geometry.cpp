@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Rectangle and rotation helpers.
 #include "motion/Geometry.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Rectangle arithmetic on tagRECT and rotation of points and rectangles about a
 // centre. Rectangles have y growing downward; the right and bottom edges count as
 // inside. All functions work in place on their first argument.

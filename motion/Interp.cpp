@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Key interpolation: a cubic Hermite curve through the keys with flat start,
 // damped Catmull-Rom tangents in the middle and the chord at the end, with time
 // reshaped by a sine-ramp ease.

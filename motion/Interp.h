@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Camera key interpolation: Hermite curves through a key list with time reshaped
 // by an ease function.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // In-place string edits, text fitting in the current font, and trace output.
 #include "motion/TextUtil.h"
 

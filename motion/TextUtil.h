@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Small in-place string edits and trace output. A null or empty string is left
 // alone.
 #pragma once

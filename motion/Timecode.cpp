@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Timecode text <-> frame numbers at the show's frame rate.
 #include "motion/Timecode.h"
 

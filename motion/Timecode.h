@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Timecode text for frame numbers, in both directions.
 #pragma once
 

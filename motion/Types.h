@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Shared value types of the whole system: rectangles, points and the camera key.
 #pragma once
 

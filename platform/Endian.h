@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Integers of a given byte order in byte buffers. File formats take every
 // multi-byte field apart with these, so the same code runs on any host.
 #pragma once

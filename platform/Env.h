@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Process-wide state of the portable layer: the environment record, the
 // interface fonts, the multiprocessing flags, and the start-up and tear-down
 // that fill and empty them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // File names (FSpec), the portable file object, and the file-name helpers.
 //
 // An FSpec names a file in one of two forms:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The few platform services that every layer may call: standard boxes and file
 // dialogs, text measuring, drawing an image into a window, the beep and image
 // memory. They forward to the installed backend (the window layer installs GTK

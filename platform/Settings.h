@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The settings file: key=value lines held in one 1024-byte buffer while the
 // program runs. The first line is "[<program name>]"; every line ends with a
 // carriage return and a line feed. Lookups are plain substring searches for

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The one background worker used to draw half of a frame's rows on a second
 // processor: a std::thread with a request queue and a completion queue.
 //

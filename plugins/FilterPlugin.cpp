@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // frei0r filter "glimmerstroll_filter": the host's input frame is the picture and
 // the show's keys move the camera over it. Every frame's input is taken afresh,
 // so the camera pans and zooms over moving video as well as over stills.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // What the two frei0r plug-ins share: their instances, parameters and the one
 // lock around the render path.
 //

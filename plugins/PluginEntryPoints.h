@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The frei0r entry points, included once by each plug-in's source file after it
 // has declared, in namespace gs::plugin, its kind (kKind), its name (kName)
 // and its one-line explanation (kExplanation). Everything else lives in

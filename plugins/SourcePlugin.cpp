@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // frei0r source "glimmerstroll": renders a show file. Each update draws the
 // show's frame at time x fps (to the nearest frame) at the host's frame size.
 #include "plugins/PluginCore.h"

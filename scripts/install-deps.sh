@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # Installs the Debian packages Glimmerstroll needs, by role:
 #   install-deps.sh          building and running: the tool, the editor, the plug-ins
 #   install-deps.sh --test   that, and the test and benchmark tools and packaging (make test)

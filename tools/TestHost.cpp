@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // gs_testhost: plays the compositing host for the effect module. It loads the
 // module, finds its entry `main`, and sends it the host's commands in the order
 // given on the command line, reporting what came back on standard output.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // What both backends share: backing surfaces, image drawing, the event queue,
 // installation and the file dialogs' starting folder.
 #include <algorithm>

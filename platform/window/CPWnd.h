@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The portable window layer: windows as objects that receive numbered
 // messages, menus, the edit box and the push button, message delivery and the
 // modal message loop, input and timing helpers. Drawing primitives are in

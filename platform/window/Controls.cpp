@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The edit box and the drawn push button.
 #include <algorithm>
 #include <cstdio>

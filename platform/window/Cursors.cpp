@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The program's own cursor shapes, drawn with cairo: black strokes with a
 // white rim so they show on pictures of any colour.
 #include <cmath>

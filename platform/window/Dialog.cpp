@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The dialog builder, the list picker, the progress bar, and the forwarding
 // of the string and colour boxes to the backend.
 #include "platform/window/Dialog.h"

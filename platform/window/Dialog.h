@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The dialog builder and the standard dialogs beyond Platform.h.
 //
 // CPDialog draws a dialog straight onto its parent window from a list of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Drawing primitives of the window layer. They draw into the current port (a
 // window's backing surface) in the port's local coordinates, shifted by its
 // origin. Colours are 0x00BBGGRR. Shapes are drawn without antialiasing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The GTK 3 backend.
 //
 // A window with a title bar is a GtkWindow holding a menu bar (when it has

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The headless backend: windows are in-memory surfaces, events come from a
 // queue that tests (or a script) fill, and the standard boxes and file
 // dialogs take their answers from queues too. It also runs the editor where

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Shared between the window layer's own files and its backends; not for the
 // editor.
 #pragma once

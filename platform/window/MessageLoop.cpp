@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Message delivery, the message loop, and the input and timing helpers.
 #include <algorithm>
 #include <chrono>

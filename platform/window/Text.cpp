@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Fonts and text with Pango, shared by both backends.
 #include <cstring>
 #include <string>

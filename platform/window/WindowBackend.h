@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // What the window layer needs from a platform: windows of a few kinds, one
 // event at a time, a menu bar, cursors, a clock, the standard boxes and file
 // dialogs, and an in-place text field. Two backends implement it: GTK 3

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Starting and stopping the window layer. The editor calls StartWindowLayer()
 // before it makes its first window; the render path never does.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Planning a photo's move: the zoom limits, the picture's own pixels, the
 // direction by shape, and the film's layout of items and transitions.
 #include <gtest/gtest.h>

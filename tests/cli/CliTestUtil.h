@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Helpers for the tests that run the glimmerstroll tool and the frei0r hosts:
 // a temporary folder, running a program with its output captured, a small test
 // picture and show written through the program's own document and writers.

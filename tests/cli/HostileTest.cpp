@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Hostile input through the tool and the frei0r source plug-in: pictures and
 // shows cut at every tenth, headers that claim huge pictures, paths that are
 // no files. Nothing may crash or hang; the tool must refuse every one of them

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The command line's values: sizes, rates, ranges, aspects, fields and outputs.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Where frames go: picture sequences appear only once the render has succeeded,
 // read back as what was rendered, and leave nothing behind when abandoned; and
 // the progress bar's line.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Frames drawn several at a time over the document's one picture give the
 // bytes of the renderer drawing them one by one, in order.
 #include <gtest/gtest.h>

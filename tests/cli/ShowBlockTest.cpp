@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Reading show files outside the document: both byte orders, damaged files,
 // and what `info` makes of them.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Shows as JSON: every block goes to JSON and back to the same bytes, and bad
 // JSON is refused with the field it is about.
 #include <gtest/gtest.h>

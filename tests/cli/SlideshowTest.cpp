@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll slideshow` run as a user runs it, on real photos: the moves it
 // saves, the film's frames and length, its memory, and bad photos.
 #include <gtest/gtest.h>

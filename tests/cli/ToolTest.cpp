@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The glimmerstroll program run as a user runs it: the demo, every kind of
 // output, the show description, and bad input of every kind a new user tries.
 #include <gtest/gtest.h>

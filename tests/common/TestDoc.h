@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A cleared test document and a camera key, for the suites that build shows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Helpers every test suite may use: a scratch folder, reading a file whole,
 // running a shell command with its output captured, waiting on a child.
 #pragma once

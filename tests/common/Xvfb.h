@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A private Xvfb server on a display number of its own choosing, ended with
 // the object.
 #pragma once

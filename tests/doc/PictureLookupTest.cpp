@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Where a show's picture is looked for: the stored path (a relative one from
 // the show's folder first), the same name beside the show, then the
 // alternative picture folder.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Menus and the commands that change options, scales and the end of the editor.
 #include "EditorTestUtil.h"
 

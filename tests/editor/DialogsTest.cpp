@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The picture preparation and advanced options dialogs, and the status texts.
 #include "EditorTestUtil.h"
 

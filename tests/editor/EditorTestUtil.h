@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The editor frame on a headless window layer, with a show of three keys, and
 // helpers that act as the user: menu choices, keys and clicks go through the
 // layer's platform events and the message loop.

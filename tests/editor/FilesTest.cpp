@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Show files, pictures, the still image and the help commands.
 #include "EditorTestUtil.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The editor inside the effect (through gs_testhost) and on its own
 // (glimmerstroll-edit, and `glimmerstroll edit`), driven by editor scripts on
 // the headless backend.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The options command with a display set but none to be had, through the
 // test host: the effect module loads its GTK module (Glimmerstroll-gtk.so,
 // beside it) and, when that cannot start or cannot be found, goes on headless

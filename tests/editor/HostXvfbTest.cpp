@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The effect's options command under Xvfb, through the test host: the effect
 // module, which does not link GTK, loads its GTK module, the editor opens in a
 // real window, and command-Q applies the moves into the host's handle.

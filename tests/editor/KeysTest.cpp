@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The key table, and the Edit commands on the selected key.
 #include "EditorTestUtil.h"
 

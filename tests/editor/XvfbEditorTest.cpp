@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // `glimmerstroll edit` on the example show under Xvfb with GTK: the editor
 // opens, a screenshot of the whole screen is kept for looking at
 // (build/testhome/editor_xvfb_tests/editor.png), the menus open, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The effect module as a host sees it: gs_testhost loads build/effect/
 // Glimmerstroll.so and sends it the host's commands; these tests read what it
 // reports and the frames it writes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The frei0r plug-ins loaded by real hosts (ffmpeg's frei0r_src and frei0r
 // filters, melt's frei0r producer) with FREI0R_PATH pointing at the build. Their
 // frames, after the host's own conversion to RGBA, must equal the tool's raw

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Feeds arbitrary bytes to one built-in picture reader, named at build time by
 // GS_FUZZ_READER (LoadBmp, LoadTga, LoadTif, LoadPsd). The bytes lie in a file
 // in memory, so that no input ever reaches the platform importer or the disk.

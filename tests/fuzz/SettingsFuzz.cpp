@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Feeds arbitrary bytes to the settings parser as the text of a settings file:
 // reading values of every kind, then replacing and adding some. Any crash or
 // overread is a finding.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // libFuzzer target: the JSON form of shows. Any text must be read or refused
 // with a message; what is read must make a block that reads back to the same
 // show and the same JSON.

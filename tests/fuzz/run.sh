@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # Runs every libFuzzer target of a fuzz build (the list in
 # BUILD/tests/fuzz/targets.txt) for SECONDS each, from its seeds in
 # tests/fuzz/seeds/NAME and the corpus it grew in earlier runs. Prints each

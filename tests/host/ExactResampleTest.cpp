@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The exact area filter against its definition: a flat picture stays exactly
 // flat at every scale, and every pixel is within one level of the average of
 // the picture over the pixel's footprint, worked out in double precision.

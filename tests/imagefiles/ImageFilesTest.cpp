@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Picture files written by other programs load with the pixels those programs
 // decode from them; refused files give their messages; the writers produce
 // files that other programs read.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Test pictures written by ImageMagick, Pillow and ffmpeg (make_pictures.py),
 // each with the pixels its tool decodes from it, and helpers to load them and
 // compare.

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: GPL-2.0-or-later
 """Writes the test pictures with ImageMagick, Pillow and ffmpeg, each beside the
 pixels that the generating tool decodes from it.
 

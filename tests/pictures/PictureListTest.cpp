@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The picture list: loading a picture file into the show with its preparation,
 // the picture buffer kept filled with the next picture ahead, and the slot
 // operations.

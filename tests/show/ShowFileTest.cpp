@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The show block: its bytes as written here, reading in either byte order,
 // default ease codes, older version stamps, rescaling and cutting on loading,
 // and the refusal of damaged blocks.

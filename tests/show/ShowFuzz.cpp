@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // libFuzzer target: CDoc::LoadShow on arbitrary bytes, then a save of whatever
 // was loaded. Any block must be read or refused without touching memory
 // outside it.

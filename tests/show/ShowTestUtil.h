@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // Helpers shared by the show-file and effect tests: a scratch folder, a
 // document from given settings, a test picture on disk, and the byte-swapped
 // twin of a show block.

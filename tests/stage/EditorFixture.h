@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The editor built on a headless window layer whose clock a test can hold,
 // with a show of one 800 x 600 picture.
 #pragma once

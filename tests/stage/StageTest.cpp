@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The stage: dragging, rolling, tilting and resizing the camera frame with real
 // mouse events, the keyboard, and the keys the path offers.
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The timeline: scale rules, scrubbing, key drags, picture ends and the key
 // dialog, driven with real mouse events.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The viewer: placement, the preview of the camera's view, and playback on a
 // clock that the test holds.
 #include <vector>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-2.0-or-later
 # The editor end to end, as a new user drives it: `glimmerstroll edit` on a new
 # show under Xvfb with GTK, load a picture through the file dialog, zoom and
 # move the camera on the stage, go to 5 seconds on the timeline and frame

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
 # ldd on every render-path binary that was built: none may load GTK. CONTROL,
 # a binary that links the GTK backend, shows that ldd's output is read right.
 # GTK_MODULE, the effect's GTK backend module, must find the effect module

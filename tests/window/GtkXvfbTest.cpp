@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // The GTK backend on a private Xvfb display: a main window with a menu bar
 // and a scrolled child opens, a menu command, a chord and a key arrive as
 // messages, the scroll bar steps by the layer's rule, a screenshot is taken,

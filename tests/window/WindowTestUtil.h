@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
 // A headless window layer per test, and a window that records its messages.
 #pragma once
 
