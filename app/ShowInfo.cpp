@@ -32,13 +32,6 @@ std::string Number(double value) {
     return text;
 }
 
-std::string Hex6(int32_t colour) {
-    // Colours are held as 0x00BBGGRR.
-    char text[16];
-    std::snprintf(text, sizeof text, "#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
-    return text;
-}
-
 std::string EaseText(const EaseInfo& e) {
     if (e.isDefault) return "show default";
     std::string text = EaseTypeName(e.type);
@@ -98,7 +91,7 @@ std::string ShowInfoText(const ShowBlock& show, const std::string& name, int32_t
     if (t.read) {
         std::snprintf(line, sizeof line,
                       "trailer    matte colour %s, matte border %d, pre-blur %d, video colours %d, contrast %s\n",
-                      Hex6(t.matteColor).c_str(), t.matteBorder, t.preBlur, t.videoColors,
+                      ColourText(t.matteColor).c_str(), t.matteBorder, t.preBlur, t.videoColors,
                       t.contrastRead ? (std::string("\"") + t.contrast + "\"").c_str() : "not stored");
         out << line;
     } else {

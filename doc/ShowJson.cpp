@@ -139,13 +139,6 @@ std::string ContrastText(const char (&code)[2]) {
     return out;
 }
 
-std::string ColourText(int32_t colour) {
-    // Colours are held as 0x00BBGGRR.
-    char text[16];
-    std::snprintf(text, sizeof text, "#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
-    return text;
-}
-
 // The trailer with its numbers big-endian, so that the text is the same
 // whatever order the block is written in.
 std::string TrailerHex(const ShowTrailerData& t) {
@@ -533,6 +526,13 @@ public:
 };
 
 }  // namespace
+
+std::string ColourText(int32_t colour) {
+    // Colours are held as 0x00BBGGRR.
+    char text[16];
+    std::snprintf(text, sizeof text, "#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
+    return text;
+}
 
 EaseInfo DecodeEase(float easeCode) {
     EaseInfo e;

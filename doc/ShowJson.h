@@ -47,6 +47,9 @@ struct EaseInfo {
     bool straight = false; // "No Curves"
 };
 EaseInfo DecodeEase(float easeCode);
+
+// A colour held as 0x00BBGGRR, as "#rrggbb".
+std::string ColourText(int32_t colour);
 // 1000 x (type + 1) + amount x 100, with the amount's last digit odd exactly
 // when the path is straight. Type 0..3, amount 0..8.99.
 float EncodeEase(int type, double amount, bool straight);

@@ -40,10 +40,11 @@ int CDIB::LoadBmp(CPFile* file) {
     if (bitCount == 8) in.ReadUpTo(GetPalette(), 1024);
 
     // The pixel data runs from the data offset to the end given by the file size
-    // field; what does not fit the rows or is not in the file is not read.
+    // field; what does not fit the rows is not read. A file that ends before
+    // the rows it promises is cut short: refused rather than shown part black.
     in.SeekTo(dataOffset);
     long count = fileSize - dataOffset;
     count = std::min(count, GetRowBytes() * GetHgt());
-    if (count > 0) in.ReadUpTo(bits, count);
+    if (count > 0 && in.ReadUpTo(bits, count) < count) return kPicUnreadable;
     return kPicLoaded;
 }

@@ -46,7 +46,9 @@ int CDIB::LoadTga(CPFile* file) {
     if (!line) return kPicNoMemory;
     for (long row = 0; row < height; ++row) {
         std::memset(line.get(), 0, fileRow);
-        in.ReadUpTo(line.get(), fileRow);
+        // A file that ends before its last row is cut short: refused
+        // rather than shown part black.
+        if (in.ReadUpTo(line.get(), fileRow) < fileRow) return kPicUnreadable;
         std::memcpy(GetBitsAdd(static_cast<int>(row)), line.get(), std::min(fileRow, rowBytes));
     }
 

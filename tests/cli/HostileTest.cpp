@@ -49,8 +49,8 @@ protected:
 
     // Runs the tool on `show` (`what` names the case): it must not hang (30 s)
     // and must refuse the show with its one line. With `partial` it may
-    // instead render the frames whole: a picture cut after its header is read
-    // as far as it goes, the rest of it black. With `prompt` it must be done
+    // instead render the frames whole: a picture that the importer decodes
+    // from a cut file may come back with the rest of it black. With `prompt` it must be done
     // within a processor second and a few seconds of wall time (this machine
     // may be busy). The show is kept for ExpectPluginFallsBack.
     void ExpectRefused(const std::string& show, const std::string& what, bool prompt = false, bool partial = false) {
@@ -138,7 +138,11 @@ TEST_F(Hostile, CutAndOversizedPicturesAndShowsAreRefused) {
             const std::string cut = dir / ("cut-" + std::to_string(tenth) + "-" + name);
             WriteBytes(cut, whole.substr(0, whole.size() * tenth / 10));
             // Nothing left of the header: nothing to read.
-            ExpectRefused(ShowOver(cut, "cut"), name + " cut at " + std::to_string(tenth) + "/10", false, tenth > 0);
+            // The built-in readers refuse a cut picture; what the importer
+            // decodes may come back part black.
+            const bool builtIn = name == "p.tga" || name == "p.bmp";
+            ExpectRefused(ShowOver(cut, "cut"), name + " cut at " + std::to_string(tenth) + "/10", false,
+                          tenth > 0 && !builtIn);
         }
     }
     // Headers that claim pictures far beyond what is there.
