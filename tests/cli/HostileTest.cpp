@@ -2,8 +2,8 @@
 // Hostile input through the tool and the frei0r source plug-in: pictures and
 // shows cut at every tenth, headers that claim huge pictures, paths that are
 // no files. Nothing may crash or hang; the tool must refuse every one of them
-// with its one line and a non-zero exit (a picture cut after its header is
-// read as far as it goes, as its format's reader does), the plug-in must say
+// with its one line and a non-zero exit (a picture that the importer decodes
+// from a cut file may come back part black), the plug-in must say
 // so once and fall back. And an interrupt must end a render at once even
 // inside a slow load.
 #include <gtest/gtest.h>
