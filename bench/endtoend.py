@@ -230,11 +230,13 @@ def main():
         print(f"endtoend: {PHOTO} is missing (Debian: lomiri-wallpapers-20.04); skipped")
         return 0
     # Settings of our own: the picture unsqueezed ("VideoColors" off), so that
-    # raw frames are compared with the picture as it is.
+    # raw frames are compared with the picture as it is. The file needs its
+    # "[Glimmerstroll]" header: a settings file without the program's name is
+    # taken for another program's and read as empty (VideoColors then on).
     config = os.path.join(work, "config")
     os.makedirs(config, exist_ok=True)
-    with open(os.path.join(config, "Glimmerstroll"), "w") as f:
-        f.write("VideoColors=0\r\n")
+    with open(os.path.join(config, "Glimmerstroll"), "w", newline="") as f:
+        f.write("[Glimmerstroll]\r\nVideoColors=0\r\n")
     os.environ["XDG_CONFIG_HOME"] = config
     w, h = Image.open(PHOTO).size
     job = {}
