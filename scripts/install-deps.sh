@@ -47,6 +47,8 @@ test=(
   # the end-to-end benchmark: a real 6028x3391 JPEG photograph, and OpenCV and
   # numpy beside Pillow
   lomiri-wallpapers-20.04 python3-opencv python3-numpy
+  # the benchmarks' wall and CPU seconds and peak memory (GNU time)
+  time
   # the package: build, check, install into a throw-away tree
   debhelper dpkg-dev fakeroot lintian desktop-file-utils shared-mime-info xdg-utils libglib2.0-bin man-db
 )
