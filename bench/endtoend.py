@@ -75,8 +75,9 @@ def ffmpeg_zoompan(picture, cams_path, frames):
     n = frames - 1
     cw = f"({cw0}+({cw1 - cw0})*on/{n})"
     vf = (f"zoompan=z='{w}/{cw}':x='{left0}+({left1 - left0})*on/{n}':y='{top0}+({top1 - top0})*on/{n}'"
-          f":d=1:s={OUT_W}x{OUT_H}:fps=25")
-    return f"ffmpeg -v error -loop 1 -framerate 25 -i {shlex.quote(picture)} -vf \"{vf}\" -frames:v {frames}"
+          f":d={frames}:s={OUT_W}x{OUT_H}:fps=25")
+    # One decoded still, from which zoompan makes every frame: as users run it.
+    return f"ffmpeg -v error -i {shlex.quote(picture)} -vf \"{vf}\" -frames:v {frames}"
 
 
 def ffmpeg_scalecrop(picture, cams_path, frames):
