@@ -12,15 +12,6 @@ namespace gs {
 
 namespace {
 
-std::string Timecode(long frame, int32_t frameRate) {
-    const int32_t saved = gFrameRate;
-    gFrameRate = frameRate;
-    char text[32] = {};
-    FrameToString(text, frame, false);
-    gFrameRate = saved;
-    return text;
-}
-
 // Shortest text that reads back as the same single-precision value.
 std::string Number(double value) {
     if (!std::isfinite(value)) return "null";

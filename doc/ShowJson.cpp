@@ -22,15 +22,6 @@ using Json = nlohmann::ordered_json;
 // The largest float below 2^31: frame numbers are 32-bit.
 constexpr float kLargestFrame = 2147483520.0f;
 
-std::string Timecode(long frame, int32_t frameRate) {
-    const int32_t saved = gFrameRate;
-    gFrameRate = frameRate;
-    char text[32] = {};
-    FrameToString(text, frame, false);
-    gFrameRate = saved;
-    return text;
-}
-
 uint32_t FloatBits(float value) {
     uint32_t bits;
     std::memcpy(&bits, &value, 4);
@@ -526,6 +517,15 @@ public:
 };
 
 }  // namespace
+
+std::string Timecode(long frame, int32_t frameRate) {
+    const int32_t saved = gFrameRate;
+    gFrameRate = frameRate;
+    char text[32] = {};
+    FrameToString(text, frame, false);
+    gFrameRate = saved;
+    return text;
+}
 
 std::string ColourText(int32_t colour) {
     // Colours are held as 0x00BBGGRR.

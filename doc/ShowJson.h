@@ -48,6 +48,9 @@ struct EaseInfo {
 };
 EaseInfo DecodeEase(float easeCode);
 
+// The timecode text of `frame` counted at `frameRate` hundredths a second.
+std::string Timecode(long frame, int32_t frameRate);
+
 // A colour held as 0x00BBGGRR, as "#rrggbb".
 std::string ColourText(int32_t colour);
 // 1000 x (type + 1) + amount x 100, with the amount's last digit odd exactly
