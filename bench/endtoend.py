@@ -7,8 +7,9 @@ the frames measured against the exact area average of each camera.
 
   bench/endtoend.py BUILD [--frames 250] [--repeat 3] [--work DIR]
 
-Columns: raw frames a second (best of --repeat), H.264 job wall and CPU
-seconds and peak memory (best wall of --repeat), the smoothness of a slow pan
+Columns: raw frames a second and the raw job's peak memory (best of
+--repeat), H.264 job wall and CPU seconds and peak memory (best wall of
+--repeat), the smoothness of a slow pan
 (the tracked dot's jitter, px/frame^2) and the PSNR of the frames against the
 exact area average of the picture under each output pixel.
 """
@@ -291,8 +292,9 @@ def main():
 
     print(f"End to end: {args.frames} frames of {OUT_W}x{OUT_H} from a {w}x{h} JPEG, "
           f"{os.cpu_count()} processors, best of {args.repeat}")
-    print("| job | raw fps | H.264 wall s | H.264 CPU s | peak MiB | slow pan jitter px/f^2 | PSNR dB |")
-    print("|---|---|---|---|---|---|---|", flush=True)
+    print("| job | raw fps | raw peak MiB | H.264 wall s | H.264 CPU s | H.264 peak MiB | slow pan jitter px/f^2 "
+          "| PSNR dB |")
+    print("|---|---|---|---|---|---|---|---|", flush=True)
     photo = np.asarray(Image.open(PHOTO).convert("RGB"), np.float32)
     keep = {0, args.frames // 2, args.frames - 1}
     results = []
@@ -301,7 +303,7 @@ def main():
         raw = row.raw_cmd(show, PHOTO, cams_path, args.frames)
         r = {"name": row.name}
         best = min(timed(raw + " > /dev/null") for _ in range(args.repeat))
-        r["fps"], r["rawcpu"] = args.frames / best[0], best[1] / args.frames
+        r["fps"], r["rawcpu"], r["rawmem"] = args.frames / best[0], best[1] / args.frames, best[2]
         mp4 = os.path.join(work, "out.mp4")
         if row.name.startswith("glimmerstroll"):
             h264 = raw.replace(" -o - ", f" -o {mp4} -y ")
@@ -325,7 +327,8 @@ def main():
                                  row.cams_of(cameras(pan_cams)), dot)
         results.append(r)
         smooth = "n/a" if r["smooth"] is None else f"{r['smooth']:.4f}"
-        print(f"| {r['name']} | {r['fps']:.1f} | {r['wall']:.1f} | {r['cpu']:.1f} | {r['mem']:.0f} | {smooth} "
+        print(f"| {r['name']} | {r['fps']:.1f} | {r['rawmem']:.0f} | {r['wall']:.1f} | {r['cpu']:.1f} | {r['mem']:.0f} "
+              f"| {smooth} "
               f"| {r['psnr']:.1f} |", flush=True)
     by = {r["name"]: r for r in results}
     kept, exact = by["glimmerstroll, kept filter"], by["glimmerstroll, exact"]
