@@ -140,20 +140,29 @@ void VerticalBase(const uint8_t* const* rows, const int32_t* weights, int count,
 // bytes of the two rows are interleaved into 16-bit pairs and one
 // multiply-add with the two weights gives their 32-bit sums (weights are at
 // most 2^14, so the pairs fit signed 16 bits). The sums stay in registers
-// over all the rows; the last bytes go through the plain loop.
+// over all the rows; an odd last row is paired with the first at weight 0.
+// The last bytes, and spans of more than 64 rows, take the plain loop.
 __attribute__((target("avx2"))) void VerticalAvx2(const uint8_t* const* rows, const int32_t* weights, int count,
                                                   int bytes, uint16_t* out, uint32_t* acc) {
+    constexpr int kMaxPairs = 32;
+    const int pairs = (count + 1) / 2;
+    const int whole = pairs <= kMaxPairs ? bytes & ~31 : 0;
+    const uint8_t* pairRows[2 * kMaxPairs];
+    int32_t pairWeights[kMaxPairs];
+    for (int p = 0; p < pairs && p < kMaxPairs; p++) {
+        const bool second = 2 * p + 1 < count;
+        pairRows[2 * p] = rows[2 * p];
+        pairRows[2 * p + 1] = second ? rows[2 * p + 1] : rows[0];
+        pairWeights[p] = (weights[2 * p] & 0xFFFF) | (second ? weights[2 * p + 1] << 16 : 0);
+    }
     const __m256i zero = _mm256_setzero_si256();
     const __m256i half = _mm256_set1_epi32(64);
-    const int whole = bytes & ~31;
     for (int b = 0; b < whole; b += 32) {
         __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
-        for (int k = 0; k < count; k += 2) {
-            const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rows[k] + b));
-            const __m256i c = k + 1 < count ? _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rows[k + 1] + b))
-                                            : zero;
-            const int pair = (weights[k] & 0xFFFF) | (k + 1 < count ? weights[k + 1] << 16 : 0);
-            const __m256i w = _mm256_set1_epi32(pair);
+        for (int p = 0; p < pairs; p++) {
+            const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pairRows[2 * p] + b));
+            const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pairRows[2 * p + 1] + b));
+            const __m256i w = _mm256_set1_epi32(pairWeights[p]);
             const __m256i low = _mm256_unpacklo_epi8(a, c);   // bytes 0-7 and 16-23
             const __m256i high = _mm256_unpackhi_epi8(a, c);  // bytes 8-15 and 24-31
             s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_unpacklo_epi8(low, zero), w));
