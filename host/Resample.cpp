@@ -183,51 +183,74 @@ bool HaveAvx2() {
     return have;
 }
 
-// The vertical pass with AVX2, 32 bytes at a time. The first and last rows'
-// bytes are interleaved into 16-bit pairs and one multiply-add with the two
-// weights (at most 256) gives their 32-bit sums; the middle rows are summed
-// in 16 bits (up to 257 of them: 257 x 255 < 2^16) and joined shifted by 8.
-// A sum is at most 255 x divisor and the reciprocal at most 2^20 / divisor,
-// so the product stays below 2^28; the one 32-bit multiply a sum and the
-// byte mask give the plain loop's value whatever the weights. Longer spans
-// (rare) and the last bytes take the plain loop.
+// Adds the bytes of rows a and c at one 32-byte offset, weighted by the two
+// 16-bit weights in w: interleaved into 16-bit pairs, one multiply-add per 8
+// sums. s0..s3 hold the sums of bytes 0-3 and 16-19, 4-7 and 20-23, 8-11 and
+// 24-27, 12-15 and 28-31 (the order the two packs at the end put back).
+__attribute__((target("avx2"), always_inline)) inline void AddPair(__m256i a, __m256i c, __m256i w, __m256i* s) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i low = _mm256_unpacklo_epi8(a, c);
+    const __m256i high = _mm256_unpackhi_epi8(a, c);
+    s[0] = _mm256_add_epi32(s[0], _mm256_madd_epi16(_mm256_unpacklo_epi8(low, zero), w));
+    s[1] = _mm256_add_epi32(s[1], _mm256_madd_epi16(_mm256_unpackhi_epi8(low, zero), w));
+    s[2] = _mm256_add_epi32(s[2], _mm256_madd_epi16(_mm256_unpacklo_epi8(high, zero), w));
+    s[3] = _mm256_add_epi32(s[3], _mm256_madd_epi16(_mm256_unpackhi_epi8(high, zero), w));
+}
+
+// Adds 16-bit values (bytes 0-7 and 16-23 in `low`, 8-15 and 24-31 in
+// `high`) times 256: each value in the high half of a 32-bit lane, down by 8.
+__attribute__((target("avx2"), always_inline)) inline void AddWords(__m256i low, __m256i high, __m256i* s) {
+    const __m256i zero = _mm256_setzero_si256();
+    s[0] = _mm256_add_epi32(s[0], _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, low), 8));
+    s[1] = _mm256_add_epi32(s[1], _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, low), 8));
+    s[2] = _mm256_add_epi32(s[2], _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, high), 8));
+    s[3] = _mm256_add_epi32(s[3], _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, high), 8));
+}
+
+__attribute__((target("avx2"), always_inline)) inline __m256i Load(const uint8_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+// The vertical pass with AVX2, 32 bytes at a time. The first and last rows
+// are weighted with 16-bit multiply-adds (weights at most 256); one or two
+// middle rows too, at 256 each (an odd one shifted by 8 like the sums); more
+// middle rows are summed in 16 bits (up to 257 of them: 257 x 255 < 2^16)
+// and added shifted by 8. A sum is at most 255 x divisor and the reciprocal
+// at most 2^20 / divisor, so the product stays below 2^28; the one 32-bit
+// multiply a sum and the byte mask give the plain loop's value whatever the
+// weights. Longer spans (rare) and the last bytes take the plain loop.
 __attribute__((target("avx2"))) void VerticalAvx2(const uint8_t* top, long stride, int n, uint32_t topWeight,
                                                   uint32_t bottomWeight, uint32_t reciprocal, int bytes,
                                                   uint8_t* out, uint32_t* middle) {
     const int whole = n - 1 <= 257 ? bytes & ~31 : 0;
     const uint8_t* first = top;
     const uint8_t* last = top + stride * std::max(n, 0);
+    const uint8_t* m1 = top + stride;
+    const uint8_t* m2 = top + stride * 2;
+    const uint8_t* odd = top + stride * (n - 1);  // the odd middle row of two or three
     const __m256i zero = _mm256_setzero_si256();
     const __m256i weights = _mm256_set1_epi32(int(topWeight | bottomWeight << 16));
+    const __m256i wholeRows = _mm256_set1_epi16(256);
     const __m256i recip = _mm256_set1_epi32(int(reciprocal));
     const __m256i lowByte = _mm256_set1_epi32(0xFF);
     for (int b = 0; b < whole; b += 32) {
-        const __m256i f = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(first + b));
-        const __m256i l = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(last + b));
-        const __m256i low = _mm256_unpacklo_epi8(f, l);   // bytes 0-7 and 16-23
-        const __m256i high = _mm256_unpackhi_epi8(f, l);  // bytes 8-15 and 24-31
-        __m256i s0 = _mm256_madd_epi16(_mm256_unpacklo_epi8(low, zero), weights);
-        __m256i s1 = _mm256_madd_epi16(_mm256_unpackhi_epi8(low, zero), weights);
-        __m256i s2 = _mm256_madd_epi16(_mm256_unpacklo_epi8(high, zero), weights);
-        __m256i s3 = _mm256_madd_epi16(_mm256_unpackhi_epi8(high, zero), weights);
-        if (n >= 2) {
+        __m256i s[4] = {zero, zero, zero, zero};
+        AddPair(Load(first + b), Load(last + b), weights, s);
+        if (n == 3 || n == 4) AddPair(Load(m1 + b), Load(m2 + b), wholeRows, s);
+        if (n == 2 || n == 4) {
+            const __m256i row = Load(odd + b);
+            AddWords(_mm256_unpacklo_epi8(row, zero), _mm256_unpackhi_epi8(row, zero), s);
+        } else if (n >= 5) {
             __m256i midLow = zero, midHigh = zero;
             for (int k = 1; k < n; ++k) {
-                const __m256i row = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(top + stride * k + b));
+                const __m256i row = Load(top + stride * k + b);
                 midLow = _mm256_add_epi16(midLow, _mm256_unpacklo_epi8(row, zero));
                 midHigh = _mm256_add_epi16(midHigh, _mm256_unpackhi_epi8(row, zero));
             }
-            // Each 16-bit sum in the high half of a 32-bit lane, then down by 8.
-            s0 = _mm256_add_epi32(s0, _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, midLow), 8));
-            s1 = _mm256_add_epi32(s1, _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, midLow), 8));
-            s2 = _mm256_add_epi32(s2, _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, midHigh), 8));
-            s3 = _mm256_add_epi32(s3, _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, midHigh), 8));
+            AddWords(midLow, midHigh, s);
         }
-        s0 = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(s0, recip), 20), lowByte);
-        s1 = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(s1, recip), 20), lowByte);
-        s2 = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(s2, recip), 20), lowByte);
-        s3 = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(s3, recip), 20), lowByte);
-        const __m256i bytes32 = _mm256_packus_epi16(_mm256_packus_epi32(s0, s1), _mm256_packus_epi32(s2, s3));
+        for (__m256i& v : s) v = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(v, recip), 20), lowByte);
+        const __m256i bytes32 = _mm256_packus_epi16(_mm256_packus_epi32(s[0], s[1]), _mm256_packus_epi32(s[2], s[3]));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + b), bytes32);
     }
     if (whole < bytes)
