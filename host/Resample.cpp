@@ -302,7 +302,7 @@ void HorizontalPlain(const uint8_t* line, const Column* columns, const uint32_t*
 struct TapTable {
     int pairs = 0;                    // tap pairs per column
     std::vector<int32_t> starts;      // byte offset of each column's first tap
-    std::vector<int16_t> weights;     // per column and pair: the two weights, four times
+    std::vector<int16_t> weights;     // per column pair and tap pair: each column's two weights, four times
     std::vector<uint32_t> reciprocals;
 };
 
@@ -315,19 +315,18 @@ bool MakeTapTable(const Column* columns, int width, TapTable& table) {
         if (columns[c].start >= 0) taps = std::max(taps, columns[c].count + 2);
     if (taps > 64) return false;
     table.pairs = (taps + 1) / 2;
-    const size_t perColumn = size_t(table.pairs) * 8;
     table.starts.assign(size_t(width) + 1, 0);
-    table.weights.assign((size_t(width) + 1) * perColumn, 0);
+    table.weights.assign((size_t(width) / 2 + 1) * size_t(table.pairs) * 16, 0);
     table.reciprocals.assign(size_t(width) + 1, 0);
     for (int c = 0; c < width; ++c) {
         const Column& col = columns[c];
         if (col.start < 0) continue;
         table.starts[size_t(c)] = col.start;
         table.reciprocals[size_t(c)] = col.reciprocal;
-        int16_t* w = &table.weights[size_t(c) * perColumn];
+        int16_t* w = &table.weights[size_t(c / 2) * size_t(table.pairs) * 16 + size_t(c % 2) * 8];
         for (int t = 0; t <= col.count + 1; ++t) {
             const int16_t weight = int16_t(t == 0 ? col.leftWeight : t == col.count + 1 ? col.rightWeight : 256);
-            for (int k = 0; k < 4; ++k) w[(t / 2) * 8 + k * 2 + t % 2] = weight;
+            for (int k = 0; k < 4; ++k) w[(t / 2) * 16 + k * 2 + t % 2] = weight;
         }
     }
     return true;
@@ -343,22 +342,18 @@ __attribute__((target("avx2"))) void HorizontalAvx2(const uint8_t* line, const T
     const __m128i opaque = _mm_set1_epi32(bpp == 4 ? 0 : int(0xFF000000u));
     const __m256i lowByte = _mm256_set1_epi32(0xFF);
     const int pairs = table.pairs;
-    const size_t perColumn = size_t(pairs) * 8;
-    const int16_t* weights = table.weights.data();
+    const int16_t* w = table.weights.data();
     for (int c = 0; c < width; c += 2) {
         // An odd last column is paired with the table's spare zero column.
         const uint8_t* a = line + table.starts[size_t(c)];
         const uint8_t* b = line + table.starts[size_t(c) + 1];
-        const int16_t* wa = weights + size_t(c) * perColumn;
-        const int16_t* wb = wa + perColumn;
         __m256i sum = _mm256_setzero_si256();
-        for (int p = 0; p < pairs; ++p) {
-            const __m128i pa = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 2 * p * bpp));
-            const __m128i pb = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 2 * p * bpp));
+        for (int p = 0; p < pairs; ++p, a += 2 * bpp, b += 2 * bpp, w += 16) {
+            const __m128i pa = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
+            const __m128i pb = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b));
             const __m256i pixels = _mm256_shuffle_epi8(_mm256_set_m128i(pb, pa), spread);
-            const __m256i w = _mm256_set_m128i(_mm_loadu_si128(reinterpret_cast<const __m128i*>(wb + p * 8)),
-                                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(wa + p * 8)));
-            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pixels, w));
+            const __m256i weights = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(w));
+            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pixels, weights));
         }
         const __m256i recip = _mm256_set_m128i(_mm_set1_epi32(int(table.reciprocals[size_t(c) + 1])),
                                                _mm_set1_epi32(int(table.reciprocals[size_t(c)])));
