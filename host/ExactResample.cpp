@@ -7,12 +7,13 @@
 // 1/16384 steps taken from a rounded running total so that the weights of one
 // pixel add up to exactly 16384. Everything left of or below the picture is
 // one outside pixel, everything right of or above it another. The vertical
-// pass sums the rows into a line of 16-bit values (8 fraction bits), the
-// horizontal pass sums the line into the destination pixel; the sums stay
-// within 31 bits and each is rounded once. A flat colour g sums to exactly
-// g x 2^21 and comes out as g. The line's values have 7 fraction bits, so
-// that they fit signed 16 bits and the horizontal pass can take two taps of
-// a pixel per multiply-add (AVX2 processors; a plain loop elsewhere).
+// pass sums the rows into a line of 16-bit values, the horizontal pass sums
+// the line into the destination pixel; the sums stay within 31 bits and each
+// is rounded once. A flat colour g sums to exactly g x 2^21 and comes out as
+// g. The line's values have 7 fraction bits, so that they fit signed 16 bits
+// and the horizontal pass can take two taps of two destination pixels per
+// multiply-add; the vertical pass likewise takes two rows per multiply-add
+// (AVX2 processors; plain loops elsewhere, with the same bytes).
 //
 // Rotated or tilted cameras: each destination pixel averages m x n samples
 // spread evenly over its footprint on the picture (m and n chosen so that the

@@ -10,12 +10,11 @@
 // steps across a rotated, tilted camera and samples bilinearly.
 //
 // Speed: the column tables are built once a call, the vertical pass touches
-// only the columns under the camera, and its loops are plain loops over bytes
-// that the compiler vectorises (built for AVX2 and for the baseline, the one
-// for the processor picked at run time). The horizontal pass has an AVX2 form
-// that sums two taps of two destination pixels per instruction; elsewhere a
-// plain loop does the same sums. The arithmetic is integer throughout, so every
-// path gives the same bytes.
+// only the columns under the camera. Both passes have an AVX2 form (picked at
+// run time) built on 16-bit multiply-adds: the vertical one weighs two rows of
+// 32 bytes per step, the horizontal one sums two taps of two destination
+// pixels per instruction; elsewhere plain loops do the same sums. The
+// arithmetic is integer throughout, so every path gives the same bytes.
 #include "host/Resample.h"
 
 #include <algorithm>
@@ -134,8 +133,8 @@ inline uint8_t Scale(uint32_t sum, uint32_t reciprocal) { return static_cast<uin
 // Vertical pass over `bytes` bytes: row r0 (at `top`) x topWeight, rows r0+1 ..
 // r0+n-1 x 256, row r0+n x bottomWeight, times the reciprocal, >> 20. The usual
 // spans of one to three rows each get one loop; longer spans sum their middle
-// rows in `middle` (room for kChunk values) a chunk at a time. The body is
-// built twice, for AVX2 and for the baseline (see VerticalPass).
+// rows in `middle` (room for kChunk values) a chunk at a time. The AVX2 form
+// (see VerticalPass) leaves its last bytes to it.
 constexpr int kChunk = 2048;
 
 inline __attribute__((always_inline)) void VerticalBody(const uint8_t* top, long stride, int n, uint32_t topWeight,
