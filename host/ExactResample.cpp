@@ -7,12 +7,13 @@
 // 1/16384 steps taken from a rounded running total so that the weights of one
 // pixel add up to exactly 16384. Everything left of or below the picture is
 // one outside pixel, everything right of or above it another. The vertical
-// pass sums the rows into a line of 16-bit values (8 fraction bits), the
-// horizontal pass sums the line into the destination pixel; the sums stay
-// within 31 bits and each is rounded once. A flat colour g sums to exactly
-// g x 2^21 and comes out as g. The line's values have 7 fraction bits, so
-// that they fit signed 16 bits and the horizontal pass can take two taps of
-// a pixel per multiply-add (AVX2 processors; a plain loop elsewhere).
+// pass sums the rows into a line of 16-bit values, the horizontal pass sums
+// the line into the destination pixel; the sums stay within 31 bits and each
+// is rounded once. A flat colour g sums to exactly g x 2^21 and comes out as
+// g. The line's values have 7 fraction bits, so that they fit signed 16 bits
+// and the horizontal pass can take two taps of two destination pixels per
+// multiply-add; the vertical pass likewise takes two rows per multiply-add
+// (AVX2 processors; plain loops elsewhere, with the same bytes).
 //
 // Rotated or tilted cameras: each destination pixel averages m x n samples
 // spread evenly over its footprint on the picture (m and n chosen so that the
@@ -107,13 +108,13 @@ void MakeAxis(double start, double scale, int n, int size, AxisTaps& axis) {
     }
 }
 
-// Vertical pass over `bytes` bytes: sum of the rows times their weights, as
-// 16-bit values with 7 fraction bits. Built for AVX2 and for the baseline.
+// Vertical pass over bytes `from` to `bytes`: sum of the rows times their
+// weights, as 16-bit values with 7 fraction bits.
 inline __attribute__((always_inline)) void VerticalBody(const uint8_t* const* rows, const int32_t* weights,
-                                                        int count, int bytes, uint16_t* __restrict out,
+                                                        int count, int from, int bytes, uint16_t* __restrict out,
                                                         uint32_t* __restrict acc) {
     constexpr int kChunk = 2048;
-    for (int b0 = 0; b0 < bytes; b0 += kChunk) {
+    for (int b0 = from; b0 < bytes; b0 += kChunk) {
         const int len = std::min(kChunk, bytes - b0);
         const uint8_t* __restrict r0 = rows[0] + b0;
         const uint32_t w0 = uint32_t(weights[0]);
@@ -129,14 +130,60 @@ inline __attribute__((always_inline)) void VerticalBody(const uint8_t* const* ro
 
 void VerticalBase(const uint8_t* const* rows, const int32_t* weights, int count, int bytes, uint16_t* out,
                   uint32_t* acc) {
-    VerticalBody(rows, weights, count, bytes, out, acc);
+    VerticalBody(rows, weights, count, 0, bytes, out, acc);
 }
 
 #if defined(__GNUC__) && defined(__x86_64__) && !defined(GS_RESAMPLE_PLAIN)
+#define GS_EXACT_SIMD 1
+#include <immintrin.h>
+
+// The vertical pass with AVX2: 32 bytes at a time, two rows per step. The
+// bytes of the two rows are interleaved into 16-bit pairs and one
+// multiply-add with the two weights gives their 32-bit sums (weights are at
+// most 2^14, so the pairs fit signed 16 bits). The sums stay in registers
+// over all the rows; an odd last row is paired with the first at weight 0.
+// The last bytes, and spans of more than 64 rows, take the plain loop.
 __attribute__((target("avx2"))) void VerticalAvx2(const uint8_t* const* rows, const int32_t* weights, int count,
                                                   int bytes, uint16_t* out, uint32_t* acc) {
-    VerticalBody(rows, weights, count, bytes, out, acc);
+    constexpr int kMaxPairs = 32;
+    const int pairs = (count + 1) / 2;
+    const int whole = pairs <= kMaxPairs ? bytes & ~31 : 0;
+    const uint8_t* pairRows[2 * kMaxPairs];
+    int32_t pairWeights[kMaxPairs];
+    for (int p = 0; p < pairs && p < kMaxPairs; p++) {
+        const bool second = 2 * p + 1 < count;
+        pairRows[2 * p] = rows[2 * p];
+        pairRows[2 * p + 1] = second ? rows[2 * p + 1] : rows[0];
+        pairWeights[p] = (weights[2 * p] & 0xFFFF) | (second ? weights[2 * p + 1] << 16 : 0);
+    }
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i half = _mm256_set1_epi32(64);
+    for (int b = 0; b < whole; b += 32) {
+        __m256i s0 = zero, s1 = zero, s2 = zero, s3 = zero;
+        for (int p = 0; p < pairs; p++) {
+            const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pairRows[2 * p] + b));
+            const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pairRows[2 * p + 1] + b));
+            const __m256i w = _mm256_set1_epi32(pairWeights[p]);
+            const __m256i low = _mm256_unpacklo_epi8(a, c);   // bytes 0-7 and 16-23
+            const __m256i high = _mm256_unpackhi_epi8(a, c);  // bytes 8-15 and 24-31
+            s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_unpacklo_epi8(low, zero), w));
+            s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_unpackhi_epi8(low, zero), w));
+            s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_unpacklo_epi8(high, zero), w));
+            s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_unpackhi_epi8(high, zero), w));
+        }
+        s0 = _mm256_srli_epi32(_mm256_add_epi32(s0, half), 7);
+        s1 = _mm256_srli_epi32(_mm256_add_epi32(s1, half), 7);
+        s2 = _mm256_srli_epi32(_mm256_add_epi32(s2, half), 7);
+        s3 = _mm256_srli_epi32(_mm256_add_epi32(s3, half), 7);
+        const __m256i wordsLow = _mm256_packus_epi32(s0, s1);   // bytes 0-7 and 16-23
+        const __m256i wordsHigh = _mm256_packus_epi32(s2, s3);  // bytes 8-15 and 24-31
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + b), _mm256_permute2x128_si256(wordsLow, wordsHigh, 0x20));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + b + 16),
+                            _mm256_permute2x128_si256(wordsLow, wordsHigh, 0x31));
+    }
+    VerticalBody(rows, weights, count, whole, bytes, out, acc);
 }
+
 void Vertical(const uint8_t* const* rows, const int32_t* weights, int count, int bytes, uint16_t* out,
               uint32_t* acc) {
     static const bool avx2 = __builtin_cpu_supports("avx2");
@@ -144,6 +191,7 @@ void Vertical(const uint8_t* const* rows, const int32_t* weights, int count, int
     VerticalBase(rows, weights, count, bytes, out, acc);
 }
 #else
+#define GS_EXACT_SIMD 0
 void Vertical(const uint8_t* const* rows, const int32_t* weights, int count, int bytes, uint16_t* out,
               uint32_t* acc) {
     VerticalBase(rows, weights, count, bytes, out, acc);
@@ -166,58 +214,88 @@ void HorizontalRow(const uint16_t* line, const AxisTaps& taps, int width, uint8_
     }
 }
 
-#if defined(__GNUC__) && defined(__x86_64__) && !defined(GS_RESAMPLE_PLAIN)
-#define GS_EXACT_SIMD 1
-#include <immintrin.h>
-
-// The horizontal taps two at a time: per column its pairs of weights, each
-// pair repeated for the four channels (w0 w1 w0 w1 ...); an odd last tap is
-// paired with a zero weight.
+#if GS_EXACT_SIMD
+// The horizontal taps two at a time, for two destination columns at once: per
+// pair of columns c, c + 1 the number of tap pairs (the larger of the two;
+// the other column's are padded with zero weights) and, per tap pair, 16
+// weights: column c's two weights four times (w0 w1 w0 w1 ...), then column
+// c + 1's. An odd last column is paired with a column of zero weights that
+// reads the first line pixel.
 struct PairTable {
-    std::vector<int> at, pairs;
+    std::vector<int> firstA, firstB, pairs, at;
     std::vector<int16_t> weights;
+    size_t reach = 0;  // line values read, at most
 };
 
-void MakePairs(const AxisTaps& taps, int width, PairTable& table) {
-    table.at.resize(size_t(width));
-    table.pairs.resize(size_t(width));
+void MakePairs(const AxisTaps& taps, int width, int bpp, PairTable& table) {
+    const int columnPairs = (width + 1) / 2;
+    table.firstA.resize(size_t(columnPairs));
+    table.firstB.resize(size_t(columnPairs));
+    table.pairs.resize(size_t(columnPairs));
+    table.at.resize(size_t(columnPairs));
     table.weights.clear();
-    for (int c = 0; c < width; c++) {
-        const int n = taps.count[size_t(c)];
-        const int32_t* w = taps.weights.data() + taps.weightAt[size_t(c)];
-        table.at[size_t(c)] = int(table.weights.size());
-        table.pairs[size_t(c)] = (n + 1) / 2;
-        for (int t = 0; t < n; t += 2)
+    table.reach = 0;
+    for (int j = 0; j < columnPairs; j++) {
+        const int c = 2 * j;
+        const bool hasB = c + 1 < width;
+        const int countA = taps.count[size_t(c)];
+        const int countB = hasB ? taps.count[size_t(c) + 1] : 0;
+        const int pairs = (std::max(countA, countB) + 1) / 2;
+        table.firstA[size_t(j)] = (taps.first[size_t(c)] + 1) * bpp;
+        table.firstB[size_t(j)] = hasB ? (taps.first[size_t(c) + 1] + 1) * bpp : 0;
+        table.pairs[size_t(j)] = pairs;
+        table.at[size_t(j)] = int(table.weights.size());
+        const int32_t* wa = taps.weights.data() + taps.weightAt[size_t(c)];
+        const int32_t* wb = hasB ? taps.weights.data() + taps.weightAt[size_t(c) + 1] : nullptr;
+        for (int t = 0; t < 2 * pairs; t += 2) {
             for (int k = 0; k < 4; k++) {
-                table.weights.push_back(int16_t(w[t]));
-                table.weights.push_back(int16_t(t + 1 < n ? w[t + 1] : 0));
+                table.weights.push_back(int16_t(t < countA ? wa[t] : 0));
+                table.weights.push_back(int16_t(t + 1 < countA ? wa[t + 1] : 0));
             }
+            for (int k = 0; k < 4; k++) {
+                table.weights.push_back(int16_t(t < countB ? wb[t] : 0));
+                table.weights.push_back(int16_t(t + 1 < countB ? wb[t + 1] : 0));
+            }
+        }
+        // Each step loads eight values from its column's tap pair.
+        const size_t end = size_t(std::max(table.firstA[size_t(j)], table.firstB[size_t(j)])) +
+                           size_t(2 * pairs - 2) * size_t(bpp) + 8;
+        table.reach = std::max(table.reach, end);
     }
 }
 
 template <int Bpp>
-__attribute__((target("avx2"))) void HorizontalPairs(const uint16_t* line, const AxisTaps& taps,
-                                                     const PairTable& table, int width, uint8_t* out) {
-    // Two neighbouring line pixels, interleaved channel by channel.
-    const __m128i spread = Bpp == 4 ? _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15)
-                                    : _mm_setr_epi8(0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, -1, -1, -1, -1);
+__attribute__((target("avx2"))) void HorizontalPairs(const uint16_t* line, const PairTable& table, int width,
+                                                     uint8_t* out) {
+    // Two neighbouring line pixels, interleaved channel by channel, in each half.
+    const __m256i spread = Bpp == 4
+        ? _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15,
+                           0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15)
+        : _mm256_setr_epi8(0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, -1, -1, -1, -1,
+                           0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, -1, -1, -1, -1);
     const __m128i opaque = _mm_set1_epi32(Bpp == 4 ? 0 : int(0xFF000000u));
-    for (int c = 0; c < width; c++) {
-        const uint16_t* p = line + size_t(taps.first[size_t(c)] + 1) * Bpp;
-        const int16_t* w = table.weights.data() + table.at[size_t(c)];
-        __m128i sum = _mm_set1_epi32(1 << 20);
-        for (int k = 0; k < table.pairs[size_t(c)]; k++, p += 2 * Bpp, w += 8) {
-            const __m128i v = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), spread);
-            sum = _mm_add_epi32(sum, _mm_madd_epi16(v, _mm_loadu_si128(reinterpret_cast<const __m128i*>(w))));
+    const __m256i rounding = _mm256_set1_epi32(1 << 20);
+    for (int c = 0, j = 0; c < width; c += 2, j++) {
+        const uint16_t* a = line + table.firstA[size_t(j)];
+        const uint16_t* b = line + table.firstB[size_t(j)];
+        const int16_t* w = table.weights.data() + table.at[size_t(j)];
+        __m256i sum = rounding;
+        for (int k = table.pairs[size_t(j)]; k > 0; k--, a += 2 * Bpp, b += 2 * Bpp, w += 16) {
+            const __m256i v = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(b)), 1);
+            const __m256i weights = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(w));
+            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_shuffle_epi8(v, spread), weights));
         }
-        const __m128i words = _mm_packus_epi32(_mm_srli_epi32(sum, 21), sum);
+        const __m256i value = _mm256_srli_epi32(sum, 21);
+        const __m128i words = _mm_packus_epi32(_mm256_castsi256_si128(value), _mm256_extracti128_si256(value, 1));
         const __m128i bytes = _mm_or_si128(_mm_packus_epi16(words, words), opaque);
-        const int32_t pixel = _mm_cvtsi128_si32(bytes);
-        std::memcpy(out + 4 * c, &pixel, 4);
+        if (c + 1 < width)
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 4 * c), bytes);
+        else
+            std::memcpy(out + 4 * c, &bytes, 4);
     }
 }
-#else
-#define GS_EXACT_SIMD 0
 #endif
 
 bool ExactAxisAligned(CDIB* dest, CDIB* source, double left, double bottom, double width, double height,
@@ -239,7 +317,7 @@ bool ExactAxisAligned(CDIB* dest, CDIB* source, double left, double bottom, doub
 #if GS_EXACT_SIMD
     static const bool avx2 = __builtin_cpu_supports("avx2");
     PairTable pairs;
-    if (avx2) MakePairs(across, dw, pairs);
+    if (avx2) MakePairs(across, dw, bpp, pairs);
 #endif
     AxisTaps down;
 
@@ -249,7 +327,11 @@ bool ExactAxisAligned(CDIB* dest, CDIB* source, double left, double bottom, doub
     std::vector<uint8_t> greyRow(size_t(sw) * bpp);
     for (int x = 0; x < sw; x++)
         for (int k = 0; k < bpp; k++) greyRow[size_t(x) * bpp + k] = k == 3 ? outsideAlpha : kGrey;
-    std::vector<uint16_t> line(size_t(sw + 3) * bpp + 64, 0);
+    size_t lineSize = size_t(sw + 3) * bpp + 64;
+#if GS_EXACT_SIMD
+    lineSize = std::max(lineSize, pairs.reach);
+#endif
+    std::vector<uint16_t> line(lineSize, 0);
     for (int k = 0; k < bpp; k++) {
         const uint16_t v = uint16_t((k == 3 ? outsideAlpha : kGrey) << 7);
         line[size_t(k)] = v;
@@ -279,9 +361,9 @@ bool ExactAxisAligned(CDIB* dest, CDIB* source, double left, double bottom, doub
 #if GS_EXACT_SIMD
         if (avx2) {
             if (bpp == 4)
-                HorizontalPairs<4>(line.data(), across, pairs, dw, out);
+                HorizontalPairs<4>(line.data(), pairs, dw, out);
             else
-                HorizontalPairs<3>(line.data(), across, pairs, dw, out);
+                HorizontalPairs<3>(line.data(), pairs, dw, out);
             continue;
         }
 #endif

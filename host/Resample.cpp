@@ -10,12 +10,11 @@
 // steps across a rotated, tilted camera and samples bilinearly.
 //
 // Speed: the column tables are built once a call, the vertical pass touches
-// only the columns under the camera, and its loops are plain loops over bytes
-// that the compiler vectorises (built for AVX2 and for the baseline, the one
-// for the processor picked at run time). The horizontal pass has an AVX2 form
-// that sums two taps of two destination pixels per instruction; elsewhere a
-// plain loop does the same sums. The arithmetic is integer throughout, so every
-// path gives the same bytes.
+// only the columns under the camera. Both passes have an AVX2 form (picked at
+// run time) built on 16-bit multiply-adds: the vertical one weighs two rows of
+// 32 bytes per step, the horizontal one sums two taps of two destination
+// pixels per instruction; elsewhere plain loops do the same sums. The
+// arithmetic is integer throughout, so every path gives the same bytes.
 #include "host/Resample.h"
 
 #include <algorithm>
@@ -134,8 +133,8 @@ inline uint8_t Scale(uint32_t sum, uint32_t reciprocal) { return static_cast<uin
 // Vertical pass over `bytes` bytes: row r0 (at `top`) x topWeight, rows r0+1 ..
 // r0+n-1 x 256, row r0+n x bottomWeight, times the reciprocal, >> 20. The usual
 // spans of one to three rows each get one loop; longer spans sum their middle
-// rows in `middle` (room for kChunk values) a chunk at a time. The body is
-// built twice, for AVX2 and for the baseline (see VerticalPass).
+// rows in `middle` (room for kChunk values) a chunk at a time. The AVX2 form
+// (see VerticalPass) leaves its last bytes to it.
 constexpr int kChunk = 2048;
 
 inline __attribute__((always_inline)) void VerticalBody(const uint8_t* top, long stride, int n, uint32_t topWeight,
@@ -183,10 +182,78 @@ bool HaveAvx2() {
     return have;
 }
 
+// Adds the bytes of rows a and c at one 32-byte offset, weighted by the two
+// 16-bit weights in w: interleaved into 16-bit pairs, one multiply-add per 8
+// sums. s0..s3 hold the sums of bytes 0-3 and 16-19, 4-7 and 20-23, 8-11 and
+// 24-27, 12-15 and 28-31 (the order the two packs at the end put back).
+__attribute__((target("avx2"), always_inline)) inline void AddPair(__m256i a, __m256i c, __m256i w, __m256i* s) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i low = _mm256_unpacklo_epi8(a, c);
+    const __m256i high = _mm256_unpackhi_epi8(a, c);
+    s[0] = _mm256_add_epi32(s[0], _mm256_madd_epi16(_mm256_unpacklo_epi8(low, zero), w));
+    s[1] = _mm256_add_epi32(s[1], _mm256_madd_epi16(_mm256_unpackhi_epi8(low, zero), w));
+    s[2] = _mm256_add_epi32(s[2], _mm256_madd_epi16(_mm256_unpacklo_epi8(high, zero), w));
+    s[3] = _mm256_add_epi32(s[3], _mm256_madd_epi16(_mm256_unpackhi_epi8(high, zero), w));
+}
+
+// Adds 16-bit values (bytes 0-7 and 16-23 in `low`, 8-15 and 24-31 in
+// `high`) times 256: each value in the high half of a 32-bit lane, down by 8.
+__attribute__((target("avx2"), always_inline)) inline void AddWords(__m256i low, __m256i high, __m256i* s) {
+    const __m256i zero = _mm256_setzero_si256();
+    s[0] = _mm256_add_epi32(s[0], _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, low), 8));
+    s[1] = _mm256_add_epi32(s[1], _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, low), 8));
+    s[2] = _mm256_add_epi32(s[2], _mm256_srli_epi32(_mm256_unpacklo_epi16(zero, high), 8));
+    s[3] = _mm256_add_epi32(s[3], _mm256_srli_epi32(_mm256_unpackhi_epi16(zero, high), 8));
+}
+
+__attribute__((target("avx2"), always_inline)) inline __m256i Load(const uint8_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+// The vertical pass with AVX2, 32 bytes at a time. The first and last rows
+// are weighted with 16-bit multiply-adds (weights at most 256); one or two
+// middle rows too, at 256 each (an odd one shifted by 8 like the sums); more
+// middle rows are summed in 16 bits (up to 257 of them: 257 x 255 < 2^16)
+// and added shifted by 8. A sum is at most 255 x divisor and the reciprocal
+// at most 2^20 / divisor, so the product stays below 2^28; the one 32-bit
+// multiply a sum and the byte mask give the plain loop's value whatever the
+// weights. Longer spans (rare) and the last bytes take the plain loop.
 __attribute__((target("avx2"))) void VerticalAvx2(const uint8_t* top, long stride, int n, uint32_t topWeight,
                                                   uint32_t bottomWeight, uint32_t reciprocal, int bytes,
                                                   uint8_t* out, uint32_t* middle) {
-    VerticalBody(top, stride, n, topWeight, bottomWeight, reciprocal, bytes, out, middle);
+    const int whole = n - 1 <= 257 ? bytes & ~31 : 0;
+    const uint8_t* first = top;
+    const uint8_t* last = top + stride * std::max(n, 0);
+    const uint8_t* m1 = top + stride;
+    const uint8_t* m2 = top + stride * 2;
+    const uint8_t* odd = top + stride * (n - 1);  // the odd middle row of two or three
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i weights = _mm256_set1_epi32(int(topWeight | bottomWeight << 16));
+    const __m256i wholeRows = _mm256_set1_epi16(256);
+    const __m256i recip = _mm256_set1_epi32(int(reciprocal));
+    const __m256i lowByte = _mm256_set1_epi32(0xFF);
+    for (int b = 0; b < whole; b += 32) {
+        __m256i s[4] = {zero, zero, zero, zero};
+        AddPair(Load(first + b), Load(last + b), weights, s);
+        if (n == 3 || n == 4) AddPair(Load(m1 + b), Load(m2 + b), wholeRows, s);
+        if (n == 2 || n == 4) {
+            const __m256i row = Load(odd + b);
+            AddWords(_mm256_unpacklo_epi8(row, zero), _mm256_unpackhi_epi8(row, zero), s);
+        } else if (n >= 5) {
+            __m256i midLow = zero, midHigh = zero;
+            for (int k = 1; k < n; ++k) {
+                const __m256i row = Load(top + stride * k + b);
+                midLow = _mm256_add_epi16(midLow, _mm256_unpacklo_epi8(row, zero));
+                midHigh = _mm256_add_epi16(midHigh, _mm256_unpackhi_epi8(row, zero));
+            }
+            AddWords(midLow, midHigh, s);
+        }
+        for (__m256i& v : s) v = _mm256_and_si256(_mm256_srli_epi32(_mm256_mullo_epi32(v, recip), 20), lowByte);
+        const __m256i bytes32 = _mm256_packus_epi16(_mm256_packus_epi32(s[0], s[1]), _mm256_packus_epi32(s[2], s[3]));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + b), bytes32);
+    }
+    if (whole < bytes)
+        VerticalBody(top + whole, stride, n, topWeight, bottomWeight, reciprocal, bytes - whole, out + whole, middle);
 }
 #endif
 
@@ -234,7 +301,7 @@ void HorizontalPlain(const uint8_t* line, const Column* columns, const uint32_t*
 struct TapTable {
     int pairs = 0;                    // tap pairs per column
     std::vector<int32_t> starts;      // byte offset of each column's first tap
-    std::vector<int16_t> weights;     // per column and pair: the two weights, four times
+    std::vector<int16_t> weights;     // per column pair and tap pair: each column's two weights, four times
     std::vector<uint32_t> reciprocals;
 };
 
@@ -247,19 +314,18 @@ bool MakeTapTable(const Column* columns, int width, TapTable& table) {
         if (columns[c].start >= 0) taps = std::max(taps, columns[c].count + 2);
     if (taps > 64) return false;
     table.pairs = (taps + 1) / 2;
-    const size_t perColumn = size_t(table.pairs) * 8;
     table.starts.assign(size_t(width) + 1, 0);
-    table.weights.assign((size_t(width) + 1) * perColumn, 0);
+    table.weights.assign((size_t(width) / 2 + 1) * size_t(table.pairs) * 16, 0);
     table.reciprocals.assign(size_t(width) + 1, 0);
     for (int c = 0; c < width; ++c) {
         const Column& col = columns[c];
         if (col.start < 0) continue;
         table.starts[size_t(c)] = col.start;
         table.reciprocals[size_t(c)] = col.reciprocal;
-        int16_t* w = &table.weights[size_t(c) * perColumn];
+        int16_t* w = &table.weights[size_t(c / 2) * size_t(table.pairs) * 16 + size_t(c % 2) * 8];
         for (int t = 0; t <= col.count + 1; ++t) {
             const int16_t weight = int16_t(t == 0 ? col.leftWeight : t == col.count + 1 ? col.rightWeight : 256);
-            for (int k = 0; k < 4; ++k) w[(t / 2) * 8 + k * 2 + t % 2] = weight;
+            for (int k = 0; k < 4; ++k) w[(t / 2) * 16 + k * 2 + t % 2] = weight;
         }
     }
     return true;
@@ -275,22 +341,18 @@ __attribute__((target("avx2"))) void HorizontalAvx2(const uint8_t* line, const T
     const __m128i opaque = _mm_set1_epi32(bpp == 4 ? 0 : int(0xFF000000u));
     const __m256i lowByte = _mm256_set1_epi32(0xFF);
     const int pairs = table.pairs;
-    const size_t perColumn = size_t(pairs) * 8;
-    const int16_t* weights = table.weights.data();
+    const int16_t* w = table.weights.data();
     for (int c = 0; c < width; c += 2) {
         // An odd last column is paired with the table's spare zero column.
         const uint8_t* a = line + table.starts[size_t(c)];
         const uint8_t* b = line + table.starts[size_t(c) + 1];
-        const int16_t* wa = weights + size_t(c) * perColumn;
-        const int16_t* wb = wa + perColumn;
         __m256i sum = _mm256_setzero_si256();
-        for (int p = 0; p < pairs; ++p) {
-            const __m128i pa = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 2 * p * bpp));
-            const __m128i pb = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 2 * p * bpp));
+        for (int p = 0; p < pairs; ++p, a += 2 * bpp, b += 2 * bpp, w += 16) {
+            const __m128i pa = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a));
+            const __m128i pb = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b));
             const __m256i pixels = _mm256_shuffle_epi8(_mm256_set_m128i(pb, pa), spread);
-            const __m256i w = _mm256_set_m128i(_mm_loadu_si128(reinterpret_cast<const __m128i*>(wb + p * 8)),
-                                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(wa + p * 8)));
-            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pixels, w));
+            const __m256i weights = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(w));
+            sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pixels, weights));
         }
         const __m256i recip = _mm256_set_m128i(_mm_set1_epi32(int(table.reciprocals[size_t(c) + 1])),
                                                _mm_set1_epi32(int(table.reciprocals[size_t(c)])));
