@@ -96,7 +96,17 @@ unsigned char* AllocMemBlock(long size) {
     if (size <= 0) return nullptr;
     const long limit = gMemBlockLimit.load();
     if (limit > 0 && size > limit) return nullptr;  // as if memory ran out
-    return new (std::nothrow) unsigned char[static_cast<size_t>(size)];
+    return static_cast<unsigned char*>(std::malloc(static_cast<size_t>(size)));
 }
 
-void FreeMemBlock(unsigned char* block) { delete[] block; }
+unsigned char* AllocClearedMemBlock(long size) {
+    if (size <= 0) return nullptr;
+    const long limit = gMemBlockLimit.load();
+    if (limit > 0 && size > limit) return nullptr;
+    // Large blocks come straight from the system already cleared, so calloc
+    // touches no page of them: a picture that is written over whole pays
+    // nothing for a clearing it does not need.
+    return static_cast<unsigned char*>(std::calloc(1, static_cast<size_t>(size)));
+}
+
+void FreeMemBlock(unsigned char* block) { std::free(block); }
