@@ -251,6 +251,13 @@ public:
 
     std::string Describe() const override { return target_.path; }
 
+    void DescribeExit(ExitCleanup& cleanup) const override {
+        cleanup = ExitCleanup{};
+        cleanup.child = child_ > 0 ? static_cast<int>(child_) : -1;
+        if (created_ && part_.size() < sizeof cleanup.removeFile)
+            std::memcpy(cleanup.removeFile, part_.c_str(), part_.size() + 1);
+    }
+
 private:
     std::vector<uint8_t> rows_;  // a frame given as RGBA, in the work rows' order
     int Wait() {
