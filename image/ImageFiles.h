@@ -39,6 +39,8 @@ int MacLoadPict(void* dib, void* fileSpec);
 // loaded.
 constexpr int kPicTryCodecs = -1;
 int ImportJpeg(CDIB* dib, const char* path);
+// The size of a JPEG file from its header; false for anything else.
+bool ProbeJpeg(const char* path, int* width, int* height);
 int ImportWithCodecs(CDIB* dib, const char* path);
 
 // Draws one of the program's pictures into `dib` (24-bit); 1 on success, 0 for

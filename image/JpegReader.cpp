@@ -174,24 +174,64 @@ int Decode(Job& job) {
     return info.err->num_warnings ? kPicTryCodecs : kPicLoaded;
 }
 
-}  // namespace
+// The size from the header alone; jumps back here on a libjpeg error.
+int ReadSize(Job& job, int& width, int& height) {
+    if (setjmp(job.trap.jump)) return kPicTryCodecs;
+    jpeg_create_decompress(&job.info);
+    job.created = true;
+    jpeg_stdio_src(&job.info, job.file);
+    jpeg_read_header(&job.info, TRUE);
+    width = static_cast<int>(job.info.image_width);
+    height = static_cast<int>(job.info.image_height);
+    return kPicLoaded;
+}
 
-int ImportJpeg(CDIB* dib, const char* path) {
-    Job job;
-    job.dib = dib;
+// Opens `path` for a job when it starts as a JPEG file does; false otherwise,
+// with the file (if any) closed.
+bool OpenJpeg(Job& job, const char* path) {
     job.file = std::fopen(path, "rb");
-    if (!job.file) return kPicTryCodecs;
+    if (!job.file) return false;
     unsigned char start[3] = {};
     const bool jpeg = std::fread(start, 1, sizeof start, job.file) == sizeof start && start[0] == 0xFF &&
                       start[1] == 0xD8 && start[2] == 0xFF;
-    int code = kPicTryCodecs;
     if (jpeg && std::fseek(job.file, 0, SEEK_SET) == 0) {
         job.info.err = jpeg_std_error(&job.trap.mgr);
         job.trap.mgr.error_exit = LeaveDecode;
         job.trap.mgr.output_message = SayNothing;
-        code = Decode(job);
-        if (job.created) jpeg_destroy_decompress(&job.info);
+        return true;
     }
     std::fclose(job.file);
+    job.file = nullptr;
+    return false;
+}
+
+void CloseJpeg(Job& job) {
+    if (job.created) jpeg_destroy_decompress(&job.info);
+    job.created = false;
+    if (job.file) std::fclose(job.file);
+    job.file = nullptr;
+}
+
+}  // namespace
+
+bool ProbeJpeg(const char* path, int* width, int* height) {
+    Job job;
+    if (!OpenJpeg(job, path)) return false;
+    int w = 0, h = 0;
+    const bool read = ReadSize(job, w, h) == kPicLoaded;
+    CloseJpeg(job);
+    if (read) {
+        *width = w;
+        *height = h;
+    }
+    return read;
+}
+
+int ImportJpeg(CDIB* dib, const char* path) {
+    Job job;
+    job.dib = dib;
+    if (!OpenJpeg(job, path)) return kPicTryCodecs;
+    const int code = Decode(job);
+    CloseJpeg(job);
     return code;
 }

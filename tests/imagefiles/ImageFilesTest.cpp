@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "image/CDIB.h"
+#include "image/CodecModule.h"
 #include "image/HostImage.h"
 #include "image/ImageFiles.h"
 #include "platform/Endian.h"
@@ -125,6 +126,15 @@ TEST(PictureImporter, JpegReaderGivesTheCodecModulesBytes) {
         if (c.taken) {
             ASSERT_EQ(viaModule, kPicLoaded);
             EXPECT_TRUE(Snapshot(direct) == Snapshot(codecs));
+        }
+        // The header's size, as the module reads it, for every JPEG.
+        int w = 0, h = 0, moduleW = 0, moduleH = 0;
+        const bool jpeg = c.path.ends_with(".jpg");
+        ASSERT_EQ(ProbeJpeg(c.path.c_str(), &w, &h), jpeg);
+        if (jpeg) {
+            ASSERT_EQ(CodecModule()->probePicture(c.path.c_str(), &moduleW, &moduleH, nullptr, 0), 1);
+            EXPECT_EQ(w, moduleW);
+            EXPECT_EQ(h, moduleH);
         }
         // The importer as a whole answers as the module does.
         FSpec spec = SpecFor(c.path);
