@@ -5,6 +5,7 @@
 //   <prefix>/bin/glimmerstroll           -> <prefix>/lib/[<arch>/]glimmerstroll/
 //   <prefix>/lib/[<arch>/]frei0r-1/*.so  -> ../glimmerstroll/
 //   <prefix>/lib/glimmerstroll/*.so      -> the same folder
+//   <prefix>/libexec/glimmerstroll/*     -> <prefix>/lib/[<arch>/]glimmerstroll/
 //   build/bin, build/frei0r-1, build/effect, build/tests/<suite>
 //                                        -> build/glimmerstroll/
 // and last in the folder it was installed to.
@@ -47,6 +48,8 @@ std::vector<std::string> Candidates() {
         folders.push_back(own + "/../lib/glimmerstroll");
         if (!arch.empty()) folders.push_back(own + "/../lib/" + arch + "/glimmerstroll");
         folders.push_back(own + "/../../glimmerstroll");
+        folders.push_back(own + "/../../lib/glimmerstroll");
+        if (!arch.empty()) folders.push_back(own + "/../../lib/" + arch + "/glimmerstroll");
     }
     folders.push_back(GS_CODEC_INSTALL_DIR);
     return folders;
