@@ -75,6 +75,7 @@ std::string MltProjectText(const MltFilm& film) {
         Property(x, "    ", "length", std::to_string(c.length));
         Property(x, "    ", "show", c.show);
         Property(x, "    ", "fps", fpsText);
+        if (film.exact) Property(x, "    ", "exact", "1");
         x << "  </producer>\n";
         x << "  <tractor id=\"" << id << "\" in=\"0\" out=\"" << out << "\">\n    <track producer=\"" << id
           << "-show\"/>\n  </tractor>\n";

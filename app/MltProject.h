@@ -26,6 +26,7 @@ struct MltFilm {
     std::vector<MltClip> clips;
     std::string music;     // absolute path, or empty
     long musicFade = 0;    // frames of the fade-out at the end
+    bool exact = false;    // the shows drawn with the exact area filter
 };
 
 // The project as text.

@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "app/Demo.h"
+#include "app/FramePipeline.h"
 #include "app/FrameSink.h"
 #include "app/MltProject.h"
 #include "app/Music.h"
@@ -25,6 +26,7 @@
 #include "doc/CDoc.h"
 #include "doc/ShowCodec.h"
 #include "doc/ShowJson.h"
+#include "host/FramePlan.h"
 #include "image/CodecModule.h"
 #include "image/ImageFiles.h"
 #include "motion/Timecode.h"
@@ -143,13 +145,46 @@ bool LoadItem(CDoc& doc, const ItemPlan& plan, const SlideshowRequest& request, 
     return true;
 }
 
-// Draws `frame` of the item in `doc` into the 32-bit `work` image.
-bool DrawItem(CDoc& doc, long frame, const SlideshowRequest& request, CDIB& work) {
+// One picture of a film frame, planned on the calling thread: the item's
+// document and its frame, drawn later on a drawing thread from the plan (or,
+// for a frame that needs the document between its steps, drawn at once).
+struct ItemFrame {
+    CDoc* doc = nullptr;
+    FramePlan plan;
+    bool drawn = false;  // drawn already, while planning
+};
+
+// What one film frame keeps from planning to delivery: one picture, or two
+// mixed (a cross-fade, or one picture and black), and the finished frame.
+struct FilmSlot {
+    ItemFrame pictures[2];
+    int count = 0;
+    float weight = 1.0f;  // of pictures[0] against pictures[1] or black
+    bool toBlack = false;
+    CDIB work{1, 1, 32};
+    CDIB second{1, 1, 32};
+    CDIB scratch{1, 1, 32};  // the blur's second moment
+    std::vector<uint8_t> rgba;
+};
+
+void DrainFilm(void* pipeline) { static_cast<FramePipeline*>(pipeline)->Drain(); }
+
+// Plans `frame` of the item in `doc` into `into`, drawing it into `work` at
+// once when the plan says the frame needs the document.
+bool PlanItem(CDoc& doc, long frame, const SlideshowRequest& request, FramePipeline& pipeline, bool bands,
+              ItemFrame& into, CDIB& work) {
     const int w = request.size.width, h = request.size.height;
-    if (!work.Create(w, h, 32)) return false;
-    std::memset(work.GetBitsAdd(0), 0, static_cast<size_t>(work.GetRowBytes() * h));
     gFrameRate = request.frameRate;
-    return doc.RenderFrame(std::max(0L, frame), 0, true, w, h, &work, false);
+    into.doc = &doc;
+    into.drawn = false;
+    frame = std::max(0L, frame);
+    if (!doc.PlanFrame(frame, 0, w, h, false, into.plan, DrainFilm, &pipeline)) return false;
+    into.plan.bands = bands;
+    if (!into.plan.direct) return true;
+    if (!pipeline.Drain()) return false;
+    std::memset(work.GetBitsAdd(0), 0, static_cast<size_t>(work.GetRowBytes() * h));
+    into.drawn = true;
+    return doc.RenderFrame(frame, 0, true, w, h, &work, false);
 }
 
 const char* const kTransitionNames[] = {"crossfade", "fade-black", "cut"};
@@ -440,6 +475,7 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         // A video's pictures stay full range, as in `render`: ffmpeg squeezes
         // them into limited-range YUV itself.
         if (request.hasOutput && request.output.kind == OutputKind::Video) d->videoColors = 0;
+        d->exactRender = request.exact ? 1 : 0;
     }
     std::future<bool> pending;
     std::string loadError, loadNote;
@@ -479,60 +515,105 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         }
     } else {
         Progress progress(total, !request.quiet);
-        CDIB out(1, 1, 32), in(1, 1, 32), black(1, 1, 32);
-        std::vector<uint8_t> rgba(static_cast<size_t>(request.size.width) * request.size.height * 4);
+        const int threads = request.threads > 0 ? request.threads : FramePipeline::MachineThreads();
+        const bool bands = threads == 1;
+        const bool workRows = sink->TakesWorkRows();
+        const int w = request.size.width, h = request.size.height;
+        FramePipeline pipeline(threads);
+        CDIB black(1, 1, 32);
+        std::vector<std::unique_ptr<FilmSlot>> slots;
+        bool made = black.Create(w, h, 32);
+        if (made) std::memset(black.GetBitsAdd(0), 0, static_cast<size_t>(black.GetRowBytes() * h));
+        for (int i = 0; made && i < pipeline.Slots(); i++) {
+            auto slot = std::make_unique<FilmSlot>();
+            made = slot->work.Create(w, h, 32) && slot->second.Create(w, h, 32) && slot->scratch.Create(w, h, 32);
+            if (!workRows) slot->rgba.resize(static_cast<size_t>(w) * h * 4);
+            slots.push_back(std::move(slot));
+        }
+        if (!made) return stop("not enough memory for the frames");
         int cur = 0;
-        for (long f = 0; f < total; f++) {
-            if (Interrupted()) {
-                progress.Clear();
-                result.interrupted = true;
-                return stop("interrupted; nothing was written");
+        // On the calling thread, in frame order: the items' documents (an item
+        // that has ended is freed once no frame reads it any more, the next one
+        // is read meanwhile) and the frame's plan.
+        auto prepare = [&](long f, int index, std::string& why) {
+            FilmSlot& slot = *slots[size_t(index)];
+            while (f >= place[cur].start + place[cur].length) {
+                if (!pipeline.Drain()) return false;
+                docs[cur++ % 2]->ClearShow();  // frees its picture
             }
-            while (f >= place[cur].start + place[cur].length) docs[cur++ % 2]->ClearShow();  // frees its picture
             if (loaded < cur && !await(cur)) {
-                progress.Clear();
-                return stop(loadError);
+                why = loadError;
+                return false;
             }
             if (launched == cur && cur + 1 < n) launch(cur + 1);
             const int next = cur + 1 < n && f >= place[cur + 1].start ? cur + 1 : -1;
             if (next >= 0 && loaded < next && !await(next)) {
-                progress.Clear();
-                return stop(loadError);
+                why = loadError;
+                return false;
             }
-
-            bool drawn = true;
             const long k = next >= 0 ? f - place[next].start : 0;
             const long frames = place[cur].fadeOut;
+            bool ok = true;
+            slot.toBlack = false;
+            slot.weight = 1.0f;
             if (next < 0 || plans[cur].kind == TransitionKind::Crossfade) {
-                drawn = DrawItem(*docs[cur % 2], f - place[cur].start, request, out);
-                if (drawn && next >= 0) {
-                    drawn = DrawItem(*docs[next % 2], k, request, in);
-                    out.Dissolve(&in, OutgoingWeight(k, frames));
+                slot.count = next >= 0 ? 2 : 1;
+                ok = PlanItem(*docs[cur % 2], f - place[cur].start, request, pipeline, bands, slot.pictures[0],
+                              slot.work);
+                if (ok && next >= 0) {
+                    ok = PlanItem(*docs[next % 2], k, request, pipeline, bands, slot.pictures[1], slot.second);
+                    slot.weight = OutgoingWeight(k, frames);
                 }
             } else {
                 // Through black: the first half fades the outgoing item out,
                 // the second fades the incoming one in.
                 const float p = 1.0f - OutgoingWeight(k, frames);
                 const bool first = p <= 0.5f;
-                drawn = DrawItem(*docs[(first ? cur : next) % 2], first ? f - place[cur].start : k, request, out) &&
-                        black.Create(request.size.width, request.size.height, 32);
-                if (drawn) {
-                    std::memset(black.GetBitsAdd(0), 0, static_cast<size_t>(black.GetRowBytes() * request.size.height));
-                    out.Dissolve(&black, first ? 1.0f - 2.0f * p : 2.0f * p - 1.0f);
+                slot.count = 1;
+                slot.toBlack = true;
+                slot.weight = first ? 1.0f - 2.0f * p : 2.0f * p - 1.0f;
+                ok = PlanItem(*docs[(first ? cur : next) % 2], first ? f - place[cur].start : k, request, pipeline,
+                              bands, slot.pictures[0], slot.work);
+            }
+            if (!ok && why.empty())
+                why = "frame " + std::to_string(f) + " (" + plans[cur].item.path + ") could not be rendered";
+            return ok;
+        };
+        // On any drawing thread: the pictures from their plans, mixed.
+        auto draw = [&](long f, int index, std::string& why) {
+            FilmSlot& slot = *slots[size_t(index)];
+            CDIB* images[2] = {&slot.work, &slot.second};
+            for (int i = 0; i < slot.count; i++) {
+                const ItemFrame& picture = slot.pictures[i];
+                if (!picture.drawn && !DrawFramePlan(picture.plan, picture.doc, images[i], &slot.scratch)) {
+                    why = "frame " + std::to_string(f) + " could not be rendered";
+                    return false;
                 }
             }
-            if (!drawn) {
-                progress.Clear();
-                return stop("frame " + std::to_string(f) + " (" + plans[cur].item.path + ") could not be rendered");
-            }
-            WorkImageToRGBA(out, request.size.width, request.size.height, rgba.data());
-            if (!sink->Write(f, rgba.data(), result.error)) {
-                progress.Clear();
-                if (Interrupted()) result.interrupted = true;
-                return stop(result.interrupted ? "interrupted; nothing was written" : result.error);
-            }
+            if (slot.count == 2) slot.work.Dissolve(&slot.second, slot.weight);
+            if (slot.toBlack) slot.work.Dissolve(&black, slot.weight);
+            if (!workRows) WorkImageToRGBA(slot.work, w, h, slot.rgba.data());
+            return true;
+        };
+        auto deliver = [&](long f, int index, std::string& why) {
+            FilmSlot& slot = *slots[size_t(index)];
+            const bool written = workRows ? sink->WriteWorkRows(f, slot.work.GetBitsAdd(0), why)
+                                          : sink->Write(f, slot.rgba.data(), why);
+            if (!written) return false;
             result.frames++;
             progress.Update(result.frames);
+            return true;
+        };
+        bool stopped = false;
+        std::string error;
+        const bool ran = pipeline.Run(0, total - 1, prepare, draw, deliver, Interrupted, error, stopped);
+        if (!ran || stopped) {
+            progress.Clear();
+            if (stopped || Interrupted()) {
+                result.interrupted = true;
+                return stop("interrupted; nothing was written");
+            }
+            return stop(error);
         }
         if (!sink->Finish(result.error)) {
             progress.Clear();
@@ -551,6 +632,7 @@ RenderResult RunSlideshow(const SlideshowRequest& request) {
         MltFilm film;
         film.size = request.size;
         film.frameRate = request.frameRate;
+        film.exact = request.exact;
         film.music = request.music.empty() ? "" : Absolute(request.music);
         film.musicFade = Frames(MusicFadeSeconds(filmSeconds), request.frameRate);
         for (size_t i = 0; i < plans.size(); i++) {

@@ -50,6 +50,8 @@ struct SlideshowRequest {
     std::string saveShows;          // folder for the automatic moves, empty for none
     std::string mlt;                // MLT XML project to write, empty for none
     bool skipBad = false;           // leave out photos that cannot be read, with a warning
+    bool exact = true;              // the exact area filter (false: the kept one)
+    int threads = 0;                // frames drawn at once; 0 one per processor
     bool quiet = false;
     bool overwrite = false;
 };

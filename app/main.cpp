@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -310,6 +311,8 @@ struct SlideshowText {
     std::string maxZoom = "1.4";
     std::string saveShows;
     std::string mlt;
+    std::string threads = "0";
+    std::string quality = "exact";
     bool fitMusic = false;
     bool allowUpscale = false;
     bool skipBad = false;
@@ -349,7 +352,8 @@ int RunSlideshowCommand(SlideshowText t, CLI::App* command) {
                                     {"music", &t.music},
                                     {"seed", &t.seed},
                                     {"min-zoom", &t.minZoom},
-                                    {"max-zoom", &t.maxZoom}};
+                                    {"max-zoom", &t.maxZoom},
+                                    {"quality", &t.quality}};
         for (const auto& [name, value] : reel.settings) {
             if (name == "fit-music") {
                 if (command->count("--fit-music") == 0) t.fitMusic = value == "true";
@@ -397,6 +401,16 @@ int RunSlideshowCommand(SlideshowText t, CLI::App* command) {
         error = "--fit-music needs --music";
         ok = false;
     }
+    double threads = 0;
+    ok = ok && ParseNumber(t.threads, "--threads", 0, 256, threads, error);
+    if (ok && (threads != std::floor(threads))) {
+        error = "--threads " + t.threads + ": expected 0 (one per processor) to 256";
+        ok = false;
+    }
+    if (ok && t.quality != "kept" && t.quality != "exact") {
+        error = "--quality " + t.quality + ": expected kept or exact";
+        ok = false;
+    }
     if (!ok) return Fail(error, kExitUsage);
     request.hasOutput = !t.output.empty();
     request.transition = static_cast<gs::TransitionKind>(transition - 1);
@@ -407,6 +421,8 @@ int RunSlideshowCommand(SlideshowText t, CLI::App* command) {
     request.saveShows = t.saveShows;
     request.mlt = t.mlt;
     request.skipBad = t.skipBad;
+    request.threads = static_cast<int>(threads);
+    request.exact = t.quality == "exact";
     request.quiet = t.quiet;
     request.overwrite = t.overwrite;
 
@@ -515,6 +531,11 @@ int main(int argc, char** argv) {
     slideshow->add_option("--save-shows", slideText.saveShows, "write each photo's move as a show into this folder");
     slideshow->add_option("--mlt", slideText.mlt, "also write the film as an MLT XML project (melt, Kdenlive, Shotcut)");
     slideshow->add_flag("--skip-bad", slideText.skipBad, "leave out photos that cannot be read, with a warning");
+    slideshow->add_option("--quality", slideText.quality,
+                          "exact (default): the true average of the picture under each pixel; kept: the effect's "
+                          "own filter, as `render` draws by default");
+    slideshow->add_option("--threads", slideText.threads,
+                          "frames drawn at once, each on its own thread (default 0: one per processor)");
     slideshow->add_flag("-q,--quiet", slideText.quiet, "no progress bar");
     slideshow->add_flag("-y,--overwrite", slideText.overwrite, "replace an output that is already there");
 
