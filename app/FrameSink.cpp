@@ -13,9 +13,9 @@
 #include <unistd.h>
 #include <vector>
 
-#include <OpenImageIO/imageio.h>
 
 #include "image/CDIB.h"
+#include "image/CodecModule.h"
 #include "platform/Files.h"
 
 extern char** environ;
@@ -251,6 +251,13 @@ public:
 
     std::string Describe() const override { return target_.path; }
 
+    void DescribeExit(ExitCleanup& cleanup) const override {
+        cleanup = ExitCleanup{};
+        cleanup.child = child_ > 0 ? static_cast<int>(child_) : -1;
+        if (created_ && part_.size() < sizeof cleanup.removeFile)
+            std::memcpy(cleanup.removeFile, part_.c_str(), part_.size() + 1);
+    }
+
 private:
     std::vector<uint8_t> rows_;  // a frame given as RGBA, in the work rows' order
     int Wait() {
@@ -403,14 +410,15 @@ private:
             rgb_[3 * i + 1] = rgba[4 * i + 1];
             rgb_[3 * i + 2] = rgba[4 * i + 2];
         }
-        auto out = OIIO::ImageOutput::create("png");
-        if (!out) {
-            error = "cannot write PNG pictures: " + OIIO::geterror();
+        std::string missing;
+        const GsCodecTable* codecs = CodecModule(&missing);
+        if (!codecs) {
+            error = "cannot write PNG pictures: " + missing;
             return false;
         }
-        OIIO::ImageSpec imageSpec(w, h, 3, OIIO::TypeDesc::UINT8);
-        if (!out->open(part, imageSpec) || !out->write_image(OIIO::TypeDesc::UINT8, rgb_.data()) || !out->close()) {
-            error = "cannot write " + part + ": " + out->geterror();
+        char why[512] = "";
+        if (!codecs->writePng(part.c_str(), w, h, rgb_.data(), why, sizeof why)) {
+            error = why;
             return false;
         }
         return true;

@@ -19,6 +19,13 @@
 
 namespace gs {
 
+// What an immediate exit must undo once the output is open: a process to stop
+// and a file to remove. Plain data, so that a signal handler can act on it.
+struct ExitCleanup {
+    int child = -1;             // a process id, or -1
+    char removeFile[4096] = "";  // a path, or empty
+};
+
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
@@ -43,6 +50,8 @@ public:
     virtual void Abandon() = 0;
     // Where the finished output lies, for the user.
     virtual std::string Describe() const = 0;
+    // What an exit without Abandon must undo now (nothing by default).
+    virtual void DescribeExit(ExitCleanup& cleanup) const { cleanup = ExitCleanup{}; }
 };
 
 struct SinkFormat {

@@ -2,8 +2,10 @@
 #include "app/RenderJob.h"
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -41,6 +43,11 @@ volatile std::sig_atomic_t gLoadingPicture = 0;
 // Where the user's standard error is while the load's is silenced.
 volatile std::sig_atomic_t gUserErrors = 2;
 
+// A video output opened before the picture is read (so that ffmpeg starts
+// meanwhile): what an interrupt during the load undoes before the exit.
+ExitCleanup gExitCleanup;
+volatile std::sig_atomic_t gExitCleanupSet = 0;
+
 constexpr char kInterruptedLine[] = "glimmerstroll: interrupted; nothing was written\n";
 constexpr int kInterruptedStatus = 130;
 
@@ -48,7 +55,17 @@ void OnInterrupt(int) {
     gInterrupted = 1;
     if (!gLoadingPicture) return;  // the frame loop stops at the next frame
     // Nothing is written before the picture has been read, so there is
-    // nothing to clean up: end here rather than after the load.
+    // nothing to clean up but an output already opened: end here rather than
+    // after the load. ffmpeg is stopped for good before its file is removed,
+    // so that it cannot make the file again.
+    if (gExitCleanupSet) {
+        if (gExitCleanup.child > 0) {
+            kill(gExitCleanup.child, SIGKILL);
+            while (waitpid(gExitCleanup.child, nullptr, 0) < 0 && errno == EINTR) {
+            }
+        }
+        if (gExitCleanup.removeFile[0]) unlink(gExitCleanup.removeFile);
+    }
     const ssize_t ignored = write(gUserErrors, kInterruptedLine, sizeof kInterruptedLine - 1);
     (void)ignored;
     _exit(kInterruptedStatus);
@@ -199,10 +216,44 @@ RenderResult RunRender(const RenderRequest& request) {
         ~KeepLevels() { doc.videoColors = setting; }
     } keepLevels{doc, doc.videoColors};
     if (request.output.kind == OutputKind::Video) doc.videoColors = 0;
+
+    SinkFormat format;
+    format.width = request.size.width;
+    format.height = request.size.height;
+    format.frameRate = request.frameRate;
+    format.first = first;
+    format.last = last;
+    format.overwrite = request.overwrite;
+    format.encoding = request.encoding;
+    std::unique_ptr<FrameSink> sink = MakeFrameSink(request.output, format);
+    // A video is opened before the picture is read, so that ffmpeg starts up
+    // while the picture is decoded. Its errors still come after the picture's,
+    // as when it is opened afterwards.
+    const bool openEarly = request.output.kind == OutputKind::Video;
+    bool opened = false;
+    std::string openError;
+    if (openEarly) {
+        opened = sink->Open(openError);
+        if (!opened) sink->Abandon();
+    }
+    // Whatever returns from here on leaves no output behind.
+    struct AbandonUnlessDone {
+        FrameSink& sink;
+        bool done = false;
+        ~AbandonUnlessDone() {
+            if (!done) sink.Abandon();
+        }
+    } abandon{*sink};
+
     bool put = false;
     {
+        if (opened) {
+            sink->DescribeExit(gExitCleanup);
+            gExitCleanupSet = 1;
+        }
         InterruptibleLoad load;
         put = PutShow(doc, show, result.error);
+        gExitCleanupSet = 0;
     }
     if (!put) {
         result.error = "cannot load show " + request.showPath + ": " + result.error;
@@ -226,19 +277,11 @@ RenderResult RunRender(const RenderRequest& request) {
     doc.exactRender = request.exact ? 1 : 0;
     FitCamera(doc, request.size.width, request.size.height, request.aspect);
 
-    SinkFormat format;
-    format.width = request.size.width;
-    format.height = request.size.height;
-    format.frameRate = request.frameRate;
-    format.first = first;
-    format.last = last;
-    format.overwrite = request.overwrite;
-    format.encoding = request.encoding;
-    std::unique_ptr<FrameSink> sink = MakeFrameSink(request.output, format);
-    if (!sink->Open(result.error)) {
-        sink->Abandon();
+    if (openEarly && !opened) {
+        result.error = openError;
         return result;
     }
+    if (!openEarly && !sink->Open(result.error)) return result;
 
     const long total = last - first + 1;
     Progress progress(total, !request.quiet);
@@ -280,6 +323,7 @@ RenderResult RunRender(const RenderRequest& request) {
         sink->Abandon();
         return result;
     }
+    abandon.done = true;
     progress.Finish();
     result.ok = true;
     result.where = sink->Describe();

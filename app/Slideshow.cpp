@@ -13,7 +13,6 @@
 #include <memory>
 #include <random>
 
-#include <OpenImageIO/imageio.h>
 #include <nlohmann/json.hpp>
 
 #include "app/Demo.h"
@@ -28,6 +27,8 @@
 #include "doc/ShowCodec.h"
 #include "doc/ShowJson.h"
 #include "host/FramePlan.h"
+#include "image/CodecModule.h"
+#include "image/ImageFiles.h"
 #include "motion/Timecode.h"
 #include "platform/Files.h"
 
@@ -79,16 +80,25 @@ bool CheckPhoto(const std::string& path, std::string& error) {
         error = "photo " + path + (access(path.c_str(), F_OK) == 0 ? " is not a file" : " does not exist");
         return false;
     }
-    auto in = OIIO::ImageInput::open(path);
-    if (!in) {
-        std::string why = OIIO::geterror();
-        const size_t cut = why.find('\n');
-        if (cut != std::string::npos) why.erase(cut);
-        error = "cannot read photo " + path + (why.empty() ? "" : ": " + why);
-        return false;
+    // JPEG photos are sized by the JPEG reader; anything else, or a JPEG it
+    // cannot read, by the codec module, which also says what is wrong.
+    int width = 0, height = 0;
+    if (!ProbeJpeg(path.c_str(), &width, &height)) {
+        std::string why;
+        const GsCodecTable* codecs = CodecModule(&why);
+        char said[512] = "";
+        if (codecs && !codecs->probePicture(path.c_str(), &width, &height, said, sizeof said)) {
+            why = said;
+            codecs = nullptr;
+        }
+        if (!codecs) {
+            const size_t cut = why.find('\n');
+            if (cut != std::string::npos) why.erase(cut);
+            error = "cannot read photo " + path + (why.empty() ? "" : ": " + why);
+            return false;
+        }
     }
-    const OIIO::ImageSpec& header = in->spec();
-    if (header.width < 2 || header.height < 2) {
+    if (width < 2 || height < 2) {
         error = "photo " + path + " is too small to move over";
         return false;
     }

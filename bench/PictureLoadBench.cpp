@@ -8,10 +8,11 @@
 // with film grain, so the JPEG carries a photograph's amount of detail): one
 // stored upright and one stored sideways with EXIF orientation 6, as phones and
 // cameras write portrait shots. For each it prints the median of N runs of:
-//   - decode: CDIB::Load into a temporary buffer (the importer: OpenImageIO
-//     decoding, rows turned bottom-up into blue, green, red, orientation applied);
+//   - decode: CDIB::Load into a temporary buffer (the importer: libjpeg-turbo
+//     decoding straight into the rows, bottom-up as blue, green, red,
+//     orientation applied);
 //   - prepare: CDoc::LoadPicture with the default options (decode, then the
-//     picture buffer made, copied in, and video-safe colours);
+//     picture buffer taken over, and video-safe colours);
 //   - with matte and blur: LoadPicture with a matte border of 10 and pre-blur.
 #include <algorithm>
 #include <chrono>

@@ -6,6 +6,7 @@
 // refills are in doc/PictureList.cpp.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "doc/CDoc.h"
 #include "doc/PictureJob.h"
@@ -41,11 +42,20 @@ void CDoc::LoadPicture(FSpec* file, int slot, long start) {
 
     const long border = MatteBorderPixels(matteBorder, picture.GetWid());
     const int depth = ignoreAlpha ? 24 : PreparedDepth(picture.GetBitCount(), depthLimit);
-    if (!Create(picture.GetWid() + 2 * border, picture.GetHgt() + 2 * border, depth)) {
-        ErrorBox("Not Enough Memory to load Image", -9999);
-        return;
+    if (border == 0 && depth == picture.GetBitCount()) {
+        // No frame and no change of depth: the copy would be the loaded
+        // picture byte for byte, so its buffer is taken over instead.
+        std::swap(header, picture.header);
+        std::swap(bits, picture.bits);
+        std::swap(widthCopy, picture.widthCopy);
+        std::swap(heightCopy, picture.heightCopy);
+    } else {
+        if (!Create(picture.GetWid() + 2 * border, picture.GetHgt() + 2 * border, depth)) {
+            ErrorBox("Not Enough Memory to load Image", -9999);
+            return;
+        }
+        picture.CopyScale(this, matteColor, static_cast<int>(border));
     }
-    picture.CopyScale(this, matteColor, static_cast<int>(border));
     if (preBlur > 0) Blur(0);
     if (matteBorder < 0) Tint(matteColor);
     if (!NeutralContrast(contrastCode))

@@ -79,13 +79,13 @@ int CDIB::Create(long width, long height, int bitsPerPixel) {
     uint8_t* block = new (std::nothrow) uint8_t[static_cast<size_t>(40 + 4 * entries)];
     if (!block) return 0;
     const long rowBytes = ((bitsPerPixel / 8) * width + 3) & ~3L;
-    uint8_t* rows = AllocMemBlock(rowBytes * height + 4);
+    // The rows start cleared to zero (the four spare bytes after the last row
+    // with them).
+    uint8_t* rows = AllocClearedMemBlock(rowBytes * height + 4);
     if (!rows) {
         delete[] block;
         return 0;
     }
-    // The four spare bytes after the last row are left as they come.
-    std::memset(rows, 0, static_cast<size_t>(rowBytes * height));
 
     header = reinterpret_cast<DIBHeader*>(block);
     bits = rows;

@@ -27,10 +27,21 @@ constexpr int kMissingPicture = 133;
 void ReportPictureError(int code);
 
 // The platform importer: every format the built-in readers do not take (JPEG,
-// PNG, run-length Targa, ...), decoded with OpenImageIO. `dib` is the CDIB,
-// `fileSpec` the open file's own FSpec. Delivers a 24-bit picture with the
-// photograph's EXIF orientation applied. Result codes as the readers'.
+// PNG, run-length Targa, ...): JPEG through the JPEG reader, the rest through
+// the codec module (OpenImageIO). `dib` is the CDIB, `fileSpec` the open file's
+// own FSpec. Delivers a 24-bit picture with the photograph's EXIF orientation
+// applied. Result codes as the readers'.
 int MacLoadPict(void* dib, void* fileSpec);
+
+// The importer's two decoders, each callable alone. ImportJpeg answers
+// kPicTryCodecs for a file that is no JPEG or that it leaves to the codec
+// module; ImportWithCodecs answers kPicNoHeader when the module cannot be
+// loaded.
+constexpr int kPicTryCodecs = -1;
+int ImportJpeg(CDIB* dib, const char* path);
+// The size of a JPEG file from its header; false for anything else.
+bool ProbeJpeg(const char* path, int* width, int* height);
+int ImportWithCodecs(CDIB* dib, const char* path);
 
 // Draws one of the program's pictures into `dib` (24-bit); 1 on success, 0 for
 // an unknown picture or when the buffer cannot be made.

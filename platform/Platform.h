@@ -62,6 +62,8 @@ void Sound(int kind);
 
 // Image memory: one contiguous block; null on failure. FreeMemBlock(nullptr) is a no-op.
 unsigned char* AllocMemBlock(long size);
+// The same, with every byte cleared to zero.
+unsigned char* AllocClearedMemBlock(long size);
 void FreeMemBlock(unsigned char* block);
 // For tests and fuzzing: blocks larger than `bytes` fail as when memory runs
 // out, so that huge pictures are refused at once. 0: no limit (the default).

@@ -12,6 +12,8 @@ build=(
   build-essential cmake ninja-build pkg-config
   # picture import through the platform importer; .png frames from the tool
   libopenimageio-dev
+  # JPEG pictures decoded directly (libjpeg-turbo), without loading OpenImageIO
+  libjpeg62-turbo-dev
   # the editor's window layer
   libgtk-3-dev libcairo2-dev libpango1.0-dev
   # the editor's text

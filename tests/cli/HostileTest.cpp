@@ -210,26 +210,57 @@ TEST_F(Hostile, AnInterruptEndsASlowPictureLoadAtOnce) {
                                       dir.path);
     if (made.exitCode != 0) GTEST_SKIP() << "Pillow is not installed: " << made.err;
     const std::string show = ShowOver(dir / "slow.png", "slow");
-    std::filesystem::create_directory(dir / "out");
-    Process render({ToolPath(), "render", show, "-o", dir / "out/f_%03d.tga", "--size", "32x18", "--frames", "0-1"},
-                   dir.path);
-    // Inside the load: the picture is open.
-    auto opened = [&] {
-        const std::string fds = "/proc/" + std::to_string(render.Pid()) + "/fd";
-        std::error_code ec;
-        for (const auto& e : std::filesystem::directory_iterator(fds, ec))
-            if (std::filesystem::read_symlink(e.path(), ec) == dir / "slow.png") return true;
-        return false;
+    // Pictures, and a video, whose ffmpeg is started before the load.
+    for (const char* output : {"out/f_%03d.tga", "out/v.mp4"}) {
+        SCOPED_TRACE(output);
+        if (std::string(output).find("mp4") != std::string::npos && !HaveProgram("ffmpeg")) continue;
+        std::filesystem::create_directory(dir / "out");
+        Process render({ToolPath(), "render", show, "-o", dir / output, "--size", "32x18", "--frames", "0-1"},
+                       dir.path);
+        // Inside the load: the picture is open.
+        auto opened = [&] {
+            const std::string fds = "/proc/" + std::to_string(render.Pid()) + "/fd";
+            std::error_code ec;
+            for (const auto& e : std::filesystem::directory_iterator(fds, ec))
+                if (std::filesystem::read_symlink(e.path(), ec) == dir / "slow.png") return true;
+            return false;
+        };
+        for (int i = 0; i < 3000 && !opened(); i++) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_TRUE(opened());
+        const auto start = Clock::now();
+        kill(render.Pid(), SIGTERM);
+        const RunResult r = render.Wait(30);
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
+        EXPECT_EQ(r.exitCode, 130) << r.err;
+        EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
+        EXPECT_TRUE(std::filesystem::is_empty(dir / "out"));
+    }
+}
+
+TEST_F(Hostile, OpenImageIOIsLoadedOnlyForPicturesThatNeedIt) {
+    // The loader's record of the libraries it opened, per process.
+    auto loadsOpenImageIO = [&](const std::string& picture) {
+        const std::string show = ShowOver(picture, "lib");
+        const std::string log = dir / "ld";
+        const RunResult r = Process({ToolPath(), "render", show, "-o", "-", "--size", "32x18", "--frames", "0"},
+                                    dir.path, {"LD_DEBUG=files", "LD_DEBUG_OUTPUT=" + log})
+                                .Wait(30);
+        EXPECT_EQ(r.exitCode, 0) << picture << ": " << r.err;
+        bool loaded = false;
+        for (const std::string& name : dir.List())
+            if (name.rfind("ld.", 0) == 0) {
+                loaded = loaded || ReadFile(dir / name).find("libOpenImageIO") != std::string::npos;
+                std::filesystem::remove(dir / name);
+            }
+        return loaded;
     };
-    for (int i = 0; i < 3000 && !opened(); i++) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ASSERT_TRUE(opened());
-    const auto start = Clock::now();
-    kill(render.Pid(), SIGTERM);
-    const RunResult r = render.Wait(30);
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
-    EXPECT_EQ(r.exitCode, 130) << r.err;
-    EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
-    EXPECT_TRUE(std::filesystem::is_empty(dir / "out"));
+    const std::string jpeg = dir / "photo.jpg", png = dir / "photo.png";
+    const RunResult made = RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=size=96x64", "-frames:v",
+                                       "1", jpeg, "-frames:v", "1", png},
+                                      dir.path);
+    if (made.exitCode != 0) GTEST_SKIP() << "ffmpeg is not installed: " << made.err;
+    EXPECT_FALSE(loadsOpenImageIO(jpeg));
+    EXPECT_TRUE(loadsOpenImageIO(png));
 }
 
 }  // namespace

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "image/CDIB.h"
+#include "image/CodecModule.h"
 #include "image/HostImage.h"
 #include "image/ImageFiles.h"
 #include "platform/Endian.h"
@@ -84,6 +86,61 @@ TEST(PictureImporter, ExifOrientationStandsThePhotoUpright) {
             const std::string name = "exif" + std::to_string(o) + "_pil." + ext;
             CheckLoads(Expect{name.c_str(), 24, 3, ext[0] == 'j' ? 2 : 0, o >= 5 ? kH : kW, o >= 5 ? kW : kH});
         }
+}
+
+// Shape, depth and every row of a loaded buffer.
+std::vector<uint8_t> Snapshot(CDIB& dib) {
+    std::vector<uint8_t> bytes;
+    for (const long v : {dib.GetWid(), dib.GetHgt(), static_cast<long>(dib.GetBitCount())})
+        bytes.insert(bytes.end(), reinterpret_cast<const uint8_t*>(&v), reinterpret_cast<const uint8_t*>(&v + 1));
+    if (dib.HasImage()) bytes.insert(bytes.end(), dib.GetBitsAdd(0), dib.GetBitsAdd(static_cast<int>(dib.GetHgt())));
+    return bytes;
+}
+
+TEST(PictureImporter, JpegReaderGivesTheCodecModulesBytes) {
+    // `taken`: the JPEG reader decodes the file itself, byte for byte as the
+    // codec module does; otherwise it leaves the file to the module.
+    struct Case {
+        std::string path;
+        bool taken;
+    };
+    std::vector<Case> cases;
+    for (const char* name : {"jpeg_ff.jpg", "jpeg_im.jpg", "jpegv_420_pil.jpg", "jpegv_422_pil.jpg",
+                             "jpegv_444_pil.jpg", "jpegv_progressive_pil.jpg", "jpegv_422_progressive_im.jpg",
+                             "jpegv_grey_pil.jpg", "jpegv_grey_im.jpg", "jpegv_yuvj420p_restart_ff.jpg",
+                             "jpegv_yuvj422p_restart_ff.jpg", "jpegv_yuvj444p_restart_ff.jpg"})
+        cases.push_back({PicturePath(name), true});
+    for (int o = 1; o <= 8; ++o) cases.push_back({PicturePath("exif" + std::to_string(o) + "_pil.jpg"), true});
+    for (const char* name : {"jpegv_cmyk_im.jpg", "jpegv_truncated_pil.jpg", "png_pil.png", "not_a_picture.txt"})
+        cases.push_back({PicturePath(name), false});
+    // A large camera photograph, where the system has it.
+    const std::string photo = "/usr/share/backgrounds/Kleiber_by_Lukas_Baubkus.jpg";
+    if (std::ifstream(photo).good()) cases.push_back({photo, true});
+
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        CDIB direct(1, 1, 24), codecs(1, 1, 24), imported(1, 1, 24);
+        const int viaModule = ImportWithCodecs(&codecs, c.path.c_str());
+        const int viaReader = ImportJpeg(&direct, c.path.c_str());
+        EXPECT_EQ(viaReader == kPicTryCodecs, !c.taken) << viaReader;
+        if (c.taken) {
+            ASSERT_EQ(viaModule, kPicLoaded);
+            EXPECT_TRUE(Snapshot(direct) == Snapshot(codecs));
+        }
+        // The header's size, as the module reads it, for every JPEG.
+        int w = 0, h = 0, moduleW = 0, moduleH = 0;
+        const bool jpeg = c.path.ends_with(".jpg");
+        ASSERT_EQ(ProbeJpeg(c.path.c_str(), &w, &h), jpeg);
+        if (jpeg) {
+            ASSERT_EQ(CodecModule()->probePicture(c.path.c_str(), &moduleW, &moduleH, nullptr, 0), 1);
+            EXPECT_EQ(w, moduleW);
+            EXPECT_EQ(h, moduleH);
+        }
+        // The importer as a whole answers as the module does.
+        FSpec spec = SpecFor(c.path);
+        EXPECT_EQ(MacLoadPict(&imported, &spec), viaModule);
+        if (viaModule == kPicLoaded) EXPECT_TRUE(Snapshot(imported) == Snapshot(codecs));
+    }
 }
 
 TEST(PictureReaders, SixteenBitBmpAndTargaKeepTheirColours) {

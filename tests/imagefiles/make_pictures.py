@@ -181,6 +181,28 @@ def main(out):
             with open(p(name) + ".rgb", "wb") as f:
                 f.write(upright.tobytes())
 
+    # JPEG in the forms cameras and programs write, for the JPEG reader, which
+    # must give the codec module's bytes: chroma subsampling 4:2:0, 4:2:2 and
+    # 4:4:4, progressive, grey, restart markers (ffmpeg's slices), CMYK (left to
+    # the codec module), and a truncated file.
+    big = smooth(203, 131)
+    for name, options in (("jpegv_420_pil.jpg", {"subsampling": 2}), ("jpegv_422_pil.jpg", {"subsampling": 1}),
+                          ("jpegv_444_pil.jpg", {"subsampling": 0}),
+                          ("jpegv_progressive_pil.jpg", {"progressive": True, "quality": 80})):
+        big.save(p(name), **options)
+    big.convert("L").save(p("jpegv_grey_pil.jpg"))
+    big.save(p("smooth_big.png"))
+    run(CONVERT, p("smooth_big.png"), "-interlace", "Plane", "-sampling-factor", "4:2:2", p("jpegv_422_progressive_im.jpg"))
+    run(CONVERT, p("smooth_big.png"), "-colorspace", "Gray", p("jpegv_grey_im.jpg"))
+    run(CONVERT, p("smooth_big.png"), "-colorspace", "CMYK", p("jpegv_cmyk_im.jpg"))
+    for pix in ("yuvj420p", "yuvj422p", "yuvj444p"):
+        run("ffmpeg", "-nostdin", "-loglevel", "error", "-y", "-i", p("smooth_big.png"), "-pix_fmt", pix,
+            "-threads", "4", "-slices", "4", "-c:v", "mjpeg", p(f"jpegv_{pix}_restart_ff.jpg"))
+    with open(p("jpegv_420_pil.jpg"), "rb") as f:
+        whole = f.read()
+    with open(p("jpegv_truncated_pil.jpg"), "wb") as f:
+        f.write(whole[: len(whole) * 2 // 3])
+
     with open(p("not_a_picture.txt"), "w") as f:
         f.write("hello, this is not a picture at all\n")
 

@@ -10,6 +10,8 @@
 #    the hosts find them through ~/.frei0r-1/lib (a link to the root's
 #    usr/lib/frei0r-1), one of their default folders, and the test checks that
 #    usr/lib/frei0r-1, where the package puts them, is another;
+#  - the tool, the plug-ins and the effect module link no OpenImageIO, and
+#    read a PNG picture through the codec module all the same;
 #  - the portable plug-ins load no OpenImageIO and render under melt;
 #  - man glimmerstroll-render shows every option of `glimmerstroll render --help`;
 #  - xdg-mime names the show type of a .gsx file (and of a show without the
@@ -83,6 +85,21 @@ frames=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream
 [ "$frames" = 25 ] || fail "show.mp4 has $frames frames, not 25"
 "$bin/glimmerstroll" render demo.gsx -o - --size 160x90 --frames 0-24 --quiet >tool.rgba
 [ "$(stat -c %s tool.rgba)" = $((160 * 90 * 4 * 25)) ] || fail "raw frames of the tool"
+
+step "pictures through the codec module"
+# OpenImageIO lives in the codec module, loaded for the pictures that need it:
+# nothing of the render path links it, and PNG pictures still load.
+[ -e "$root/usr/lib/glimmerstroll/glimmerstroll-codecs.so" ] || fail "the package has no codec module"
+for f in "$bin/glimmerstroll" "$root"/usr/lib/frei0r-1/*.so "$root/usr/lib/glimmerstroll/Glimmerstroll.so"; do
+  if readelf -d "$f" | grep NEEDED | grep -i OpenImageIO; then fail "$f links OpenImageIO"; fi
+done
+ffmpeg -v error -y -f lavfi -i testsrc=size=200x120 -frames:v 1 picture.png
+"$bin/glimmerstroll" new picture.png -o png.gsx --move zoom-in >/dev/null
+"$bin/glimmerstroll" render png.gsx -o - --size 160x90 --frames 0-4 --quiet >png-tool.rgba 2>png-tool.err
+[ ! -s png-tool.err ] || fail "the tool on a PNG picture: $(cat png-tool.err)"
+ffmpeg -v error -y -f lavfi -i "frei0r_src=size=160x90:framerate=25:filter_name=glimmerstroll:filter_params=$work/png.gsx|25" \
+  -frames:v 5 -f rawvideo -pix_fmt rgba png-ffmpeg.rgba
+cmp png-tool.rgba png-ffmpeg.rgba || fail "ffmpeg's frei0r_src differs from the tool on a PNG picture"
 
 step "the plug-ins under ffmpeg and melt"
 ffmpeg -v error -y -f lavfi -i "frei0r_src=size=160x90:framerate=25:filter_name=glimmerstroll:filter_params=$work/demo.gsx|25" \
