@@ -328,6 +328,8 @@ struct PrefixTile {
     int firstRow = 0;                            // relative row of rows[0]
     int sw = 0, sh = 0;                          // the picture
     std::vector<RowView> rows;
+    const RowView* rowData = nullptr;  // rows as the edge walk reads them
+    double rowCount = 0;
     std::vector<uint32_t> sums;
     std::vector<double> lo, hi;  // room for each row's reach while building
     double grey[4];
@@ -342,14 +344,15 @@ struct PrefixTile {
 
 inline __attribute__((always_inline)) RowView RowAt(const PrefixTile& tile, double y) {
     const double index = std::floor(y) - tile.firstRow;
-    if (!(index >= 0 && index < double(tile.rows.size()))) return RowView{};
-    return tile.rows[size_t(index)];
+    if (!(index >= 0 && index < tile.rowCount)) return RowView{};
+    return tile.rowData[long(index)];
 }
 
 // Four channels of doubles and of 32-bit integers; the compiler keeps them
 // in vector registers as wide as the processor it builds for.
 typedef double Lanes __attribute__((vector_size(32)));
 typedef int32_t IntLanes __attribute__((vector_size(16)));
+typedef uint32_t SumLanes __attribute__((vector_size(16)));
 
 inline __attribute__((always_inline)) void LoadSums(const uint32_t* p, Lanes& out) {
     IntLanes v;
@@ -371,7 +374,7 @@ inline __attribute__((always_inline)) void RowIntegral(const Lanes& grey, const 
         out += grey * (x - r.c1);
     } else {
         const double column = std::floor(x);
-        const uint32_t* a = r.sums + size_t(column - r.c0) * 4;
+        const uint32_t* a = r.sums + long(column - r.c0) * 4;
         IntLanes low, high;
         std::memcpy(&low, a, sizeof low);
         std::memcpy(&high, a + 4, sizeof high);
@@ -379,66 +382,85 @@ inline __attribute__((always_inline)) void RowIntegral(const Lanes& grey, const 
     }
 }
 
+// Adds the integral of RowIntegral dy along the piece of an edge from
+// (xa, ya) to (xb, yb) that lies within one row band. The piece is cut where
+// it crosses the columns' edges; on each part the integrand is linear, so
+// its value at the part's middle times the part's height is exact.
+inline __attribute__((always_inline)) void RowPiece(const PrefixTile& tile, const Lanes& grey, double xa, double ya,
+                                                    double xb, double yb, Lanes& sum) {
+    const double h = yb - ya;
+    if (h == 0.0) return;
+    const RowView row = RowAt(tile, (ya + yb) * 0.5);
+    const double xMin = std::min(xa, xb), xMax = std::max(xa, xb);
+    Lanes value;
+    if (!row.sums || std::ceil(xMax) - std::floor(xMin) <= 1.0) {
+        // Linear all along (the outside colour, or within one column).
+        RowIntegral(grey, row, (xa + xb) * 0.5, value);
+        sum += h * value;
+        return;
+    }
+    const double slope = h / (xb - xa);
+    const double step = xb > xa ? 1.0 : -1.0;
+    // The column lines crossed strictly between the ends.
+    double next = xb > xa ? std::floor(xa) + 1 : std::ceil(xa) - 1;
+    double last = xb > xa ? std::ceil(xb) - 1 : std::floor(xb) + 1;
+    double fx = xa, fy = ya;
+    if (xMin > row.c0 && xMax < row.c1) {
+        // Within the stored columns all along: each part reads its column.
+        for (;; next += step) {
+            const bool end = (next - last) * step > 0;
+            const double tx = end ? xb : next, ty = end ? yb : ya + (next - xa) * slope;
+            const double xm = (fx + tx) * 0.5, column = std::floor(xm);
+            const uint32_t* at = row.sums + long(column - row.c0) * 4;
+            IntLanes low, high;
+            std::memcpy(&low, at, sizeof low);
+            std::memcpy(&high, at + 4, sizeof high);
+            value = __builtin_convertvector(low, Lanes) + (xm - column) * __builtin_convertvector(high - low, Lanes);
+            sum += (ty - fy) * value;
+            if (end) break;
+            fx = tx, fy = ty;
+        }
+        return;
+    }
+    // Beyond the stored columns the integrand is linear: no cuts there.
+    if (xb > xa)
+        next = std::max(next, row.c0), last = std::min(last, row.c1);
+    else
+        next = std::min(next, row.c1), last = std::max(last, row.c0);
+    for (;; next += step) {
+        const bool end = (next - last) * step > 0;
+        const double tx = end ? xb : next, ty = end ? yb : ya + (next - xa) * slope;
+        RowIntegral(grey, row, (fx + tx) * 0.5, value);
+        sum += (ty - fy) * value;
+        if (end) break;
+        fx = tx, fy = ty;
+    }
+}
+
 // Stores the line integral of RowIntegral dy along the segment p -> q (tile
-// coordinates) in acc. The segment is cut where it crosses a pixel's edge
-// within the picture; on each piece the integrand is linear, so its value at
-// the piece's middle times the piece's height is exact.
+// coordinates) in acc: the segment is cut where it crosses a row's edge
+// within the picture, and each row's piece is added up by RowPiece.
 inline __attribute__((always_inline)) void EdgeIntegral(const PrefixTile& tile, Vec p, Vec q, double* acc) {
     const double dx = q.x - p.x, dy = q.y - p.y;
     Lanes sum = {0.0, 0.0, 0.0, 0.0};
-    if (dy == 0.0) {
-        std::memcpy(acc, &sum, sizeof sum);
-        return;
-    }
-    Lanes grey;
-    std::memcpy(&grey, tile.grey, sizeof grey);
-    // Integer lines crossed strictly between the ends, within the picture.
-    const double xlo = tile.xlo, xhi = tile.xhi, ylo = tile.ylo, yhi = tile.yhi;
-    double xNext = 0, xLast = -1, xStep = 0;
-    if (dx > 0) {
-        xNext = std::max(std::floor(p.x) + 1, xlo), xLast = std::min(std::ceil(q.x) - 1, xhi), xStep = 1;
-    } else if (dx < 0) {
-        xNext = std::min(std::ceil(p.x) - 1, xhi), xLast = std::max(std::floor(q.x) + 1, xlo), xStep = -1;
-    }
-    int xCount = xStep == 0 ? 0 : int(std::max(0.0, (xLast - xNext) * xStep + 1));
-    double yNext, yLast, yStep;
-    if (dy > 0) {
-        yNext = std::max(std::floor(p.y) + 1, ylo), yLast = std::min(std::ceil(q.y) - 1, yhi), yStep = 1;
-    } else {
-        yNext = std::min(std::ceil(p.y) - 1, yhi), yLast = std::max(std::floor(q.y) + 1, ylo), yStep = -1;
-    }
-    int yCount = int(std::max(0.0, (yLast - yNext) * yStep + 1));
-    const double rdx = dx != 0.0 ? 1.0 / dx : 0.0, rdy = 1.0 / dy;
-    double tx = xCount > 0 ? (xNext - p.x) * rdx : 2.0;
-    double ty = yCount > 0 ? (yNext - p.y) * rdy : 2.0;
-    Vec from = p;
-    RowView row;
-    bool rowKnown = false;  // the pieces up to the next row crossing lie in one row
-    for (;;) {
-        Vec to = q;
-        bool rowEnds = false;
-        const bool last = xCount <= 0 && yCount <= 0;
-        if (last) {
-        } else if (tx <= ty) {
-            to = Vec{xNext, p.y + dy * tx};
-            xNext += xStep;
-            tx = --xCount > 0 ? (xNext - p.x) * rdx : 2.0;
+    if (dy != 0.0) {
+        Lanes grey;
+        std::memcpy(&grey, tile.grey, sizeof grey);
+        double next, last, step;
+        if (dy > 0) {
+            next = std::max(std::floor(p.y) + 1, tile.ylo), last = std::min(std::ceil(q.y) - 1, tile.yhi), step = 1;
         } else {
-            to = Vec{p.x + dx * ty, yNext};
-            yNext += yStep;
-            ty = --yCount > 0 ? (yNext - p.y) * rdy : 2.0;
-            rowEnds = true;
+            next = std::min(std::ceil(p.y) - 1, tile.yhi), last = std::max(std::floor(q.y) + 1, tile.ylo), step = -1;
         }
-        const double h = to.y - from.y;
-        if (h != 0.0) {
-            if (!rowKnown) row = RowAt(tile, (from.y + to.y) * 0.5), rowKnown = true;
-            Lanes value;
-            RowIntegral(grey, row, (from.x + to.x) * 0.5, value);
-            sum += h * value;
+        const double slope = dx / dy;
+        const double xMin = std::min(p.x, q.x), xMax = std::max(p.x, q.x);
+        double xa = p.x, ya = p.y;
+        for (; (last - next) * step >= 0; next += step) {
+            const double xb = std::clamp(p.x + (next - p.y) * slope, xMin, xMax);
+            RowPiece(tile, grey, xa, ya, xb, next, sum);
+            xa = xb, ya = next;
         }
-        from = to;
-        if (rowEnds) rowKnown = false;
-        if (last) break;
+        RowPiece(tile, grey, xa, ya, q.x, q.y, sum);
     }
     std::memcpy(acc, &sum, sizeof sum);
 }
@@ -448,7 +470,7 @@ inline __attribute__((always_inline)) void EdgeIntegral(const PrefixTile& tile, 
 // picture row needs the columns that the six segments between the corners
 // reach within it, and one more each side.
 template <int Bpp>
-void BuildTile(const uint8_t* bits, long stride, const Vec c[4], PrefixTile& tile) {
+inline __attribute__((always_inline)) void BuildTile(const uint8_t* bits, long stride, const Vec c[4], PrefixTile& tile) {
     double minY = c[0].y, maxY = c[0].y;
     for (int i = 1; i < 4; i++) minY = std::min(minY, c[i].y), maxY = std::max(maxY, c[i].y);
     const long first = std::max(0L, long(std::floor(minY)) - 1 + tile.oy);
@@ -492,17 +514,33 @@ void BuildTile(const uint8_t* bits, long stride, const Vec c[4], PrefixTile& til
         total += size_t(c1 - c0 + 1) * 4;
     }
     tile.sums.resize(total);
+    tile.rowData = tile.rows.data();
+    tile.rowCount = count;
     for (int r = 0; r < count; r++) {
         RowView& row = tile.rows[size_t(r)];
         uint32_t* out = tile.sums.data() + size_t(lo[size_t(r)]);
         row.sums = out;
         const uint8_t* src = bits + stride * (first + r) + (long(row.c0) + tile.ox) * Bpp;
-        uint32_t s[4] = {0, 0, 0, 0};
-        for (int k = 0; k < 4; k++) out[k] = 0;
-        for (int x = int(row.c0); x < int(row.c1); x++, src += Bpp) {
+        SumLanes s = {0, 0, 0, 0};
+        std::memcpy(out, &s, sizeof s);
+        // Four bytes at a time (for 24 bits the fourth, the next pixel's,
+        // is replaced; the row's last pixel is read alone).
+        const SumLanes keep = {0xFFu, 0xFFu, 0xFFu, Bpp == 4 ? 0xFFu : 0u};
+        const SumLanes opaque = {0, 0, 0, Bpp == 4 ? 0u : 0xFFu};
+        const bool little = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+        const SumLanes shifts = little ? SumLanes{0, 8, 16, 24} : SumLanes{24, 16, 8, 0};
+        const int width = int(row.c1 - row.c0);
+        for (int x = 0; x < width; x++, src += Bpp) {
             out += 4;
-            for (int k = 0; k < 4; k++) s[k] += k < Bpp ? src[k] : 0xFFu;
-            for (int k = 0; k < 4; k++) out[k] = s[k];
+            uint32_t word;
+            if (Bpp == 4 || x + 1 < width)
+                std::memcpy(&word, src, sizeof word);
+            else
+                word = little ? src[0] | uint32_t(src[1]) << 8 | uint32_t(src[2]) << 16
+                              : uint32_t(src[0]) << 24 | uint32_t(src[1]) << 16 | uint32_t(src[2]) << 8;
+            const SumLanes spread = {word, word, word, word};
+            s += ((spread >> shifts) & keep) | opaque;
+            std::memcpy(out, &s, sizeof s);
         }
     }
 }
