@@ -305,8 +305,9 @@ struct Vec {
     double x, y;
 };
 
-constexpr int kTileColumns = 64;  // destination pixels across a tile
-constexpr int kTileRows = 16;     // selected destination rows down a tile
+constexpr int kTileColumns = 64;  // destination pixels across a tile at most
+constexpr int kTileRows = 16;     // selected destination rows down a tile at most
+constexpr double kTileSums = double(1 << 20);  // prefix sums a tile may hold (16 bytes each)
 constexpr double kFar = double(1 << 30);  // corners are held within this of the origin
 
 // The prefix sums of the picture's rows over one tile's footprint. A row j
@@ -710,10 +711,26 @@ bool ExactRotated(CDIB* dest, CDIB* source, double left, double bottom, double w
 #endif
         bpp == 4 ? TileBase<4>(job, c0, c1, d0, d1, tile, scratch) : TileBase<3>(job, c0, c1, d0, d1, tile, scratch);
     };
+    // Tiles shrink where a destination pixel covers much of the picture, so
+    // that a tile's sums (at most the square of its footprint's perimeter)
+    // stay within kTileSums.
     const int step = job.rows.step;
-    for (int d0 = job.rows.first; d0 < dh; d0 += step * kTileRows) {
-        const int d1 = std::min(dh, d0 + step * kTileRows);
-        for (int c0 = 0; c0 < dw; c0 += kTileColumns) draw(c0, std::min(dw, c0 + kTileColumns), d0, d1);
+    auto length = [](const Vec& p, const Vec& q) { return std::hypot(q.x - p.x, q.y - p.y); };
+    const double across = std::max(length(job.bl, job.br), length(job.tl, job.tr)) / dw;
+    const double down = std::max(length(job.bl, job.tl), length(job.br, job.tr)) / dh * step;
+    int columns = kTileColumns, rows = kTileRows;
+    auto sums = [&] { return std::pow(columns * across + rows * down + 4.0, 2.0); };
+    while (sums() > kTileSums && (columns > 1 || rows > 1)) {
+        if (columns * across >= rows * down && columns > 1)
+            columns /= 2;
+        else if (rows > 1)
+            rows /= 2;
+        else
+            columns /= 2;
+    }
+    for (int d0 = job.rows.first; d0 < dh; d0 += step * rows) {
+        const int d1 = std::min(dh, d0 + step * rows);
+        for (int c0 = 0; c0 < dw; c0 += columns) draw(c0, std::min(dw, c0 + columns), d0, d1);
     }
     return true;
 }
