@@ -310,12 +310,6 @@ constexpr int kTileRows = 16;     // selected destination rows down a tile at mo
 constexpr double kTileSums = double(1 << 20);  // prefix sums a tile may hold (16 bytes each)
 constexpr double kFar = double(1 << 30);  // corners are held within this of the origin
 
-// The prefix sums of the picture's rows over one tile's footprint. A row j
-// stores, for the columns c0..c1, the sums of its pixels from c0 up to each
-// column (four channels, integers, so that a row's sums are exact); beyond
-// them the row continues with the outside colour. Columns and rows are
-// counted from the tile's origin (ox, oy), an integer point near the
-// footprint, so that positions stay small and precise.
 // One picture row as the edge walk reads it: its prefix sums from column c0
 // to c1, or none on rows beyond the picture and the tile (the outside colour).
 struct RowView {
@@ -323,6 +317,12 @@ struct RowView {
     double c0 = 0, c1 = 0;  // relative columns
 };
 
+// The prefix sums of the picture's rows over one tile's footprint. A row
+// stores, for its columns c0..c1, the sums of its pixels from c0 up to each
+// column (four channels, integers, so that a row's sums are exact); beyond
+// them the row continues with the outside colour. Columns and rows are
+// counted from the tile's origin (ox, oy), an integer point near the
+// footprint, so that positions stay small and precise.
 struct PrefixTile {
     long ox = 0, oy = 0;
     double xlo = 0, xhi = 0, ylo = 0, yhi = 0;  // the picture's edges, relative
@@ -559,10 +559,10 @@ struct TileScratch {
     std::vector<double> edges;
 };
 
-// A point of the destination grid on the picture: the bilinear map of the
-// camera's corners, held within reach of the picture.
-// The row's ends a and b at v go into along[0..1], its step per column into
-// along[1]; a point is then along[0] + along[1] x u.
+// Points of the destination grid on the picture: the bilinear map of the
+// camera's corners, held within reach of the picture. RowLine puts the grid
+// line at v as its start and its step per column; a point is then
+// along[0] + along[1] x u.
 inline __attribute__((always_inline)) void RowLine(const RotatedJob& job, double v, Vec along[2]) {
     const double fv = v / job.dh;
     const Vec a{job.bl.x + (job.tl.x - job.bl.x) * fv, job.bl.y + (job.tl.y - job.bl.y) * fv};
