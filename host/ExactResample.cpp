@@ -15,12 +15,20 @@
 // multiply-add; the vertical pass likewise takes two rows per multiply-add
 // (AVX2 processors; plain loops elsewhere, with the same bytes).
 //
-// Rotated or tilted cameras: each destination pixel averages m x n samples
-// spread evenly over its footprint on the picture (m and n chosen so that the
-// samples lie at most half a source pixel apart); each sample is the exact
-// average over a small axis-aligned box of its share of the footprint's
-// area, in integers whose weights add up exactly, so that a flat colour stays
-// flat here too.
+// Rotated or tilted cameras: the grid of destination pixel corners maps
+// bilinearly onto the picture, so each pixel's footprint is the quadrilateral
+// of its four mapped corners. Its integral is a line integral around it
+// (Green's theorem): the integral of f over a region is the closed integral
+// of F dy, where F(x, y) is the integral of the picture along its row up to
+// x, which is the row's prefix sum, linear inside a pixel. Each edge is cut
+// where it crosses a pixel's edge and each piece adds its height times F at
+// its middle; neighbouring pixels share their edges, so each edge is walked
+// once and the cost follows the footprint's perimeter, not its area. The
+// prefix sums are integers over the footprint of a tile of destination
+// pixels at a time, the line integrals doubles around a tile-local origin;
+// the average (over the footprint's signed area) rounds to the nearest level,
+// so a flat colour stays flat. A footprint of no area takes the pixel under
+// its centre.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -35,8 +43,6 @@ namespace {
 
 constexpr uint8_t kGrey = 0x11;
 constexpr int kOne = 16384;         // a whole span in the weights' fixed point
-constexpr int kMaxRotSamples = 16;  // per axis and destination pixel
-constexpr double kSamplesPerPixel = 2.0;  // samples per source pixel across a footprint
 
 // Destination rows of a field selector: every row, or every second row from
 // the phase; with every row the source is shifted by phase x half a row.
@@ -381,76 +387,375 @@ struct Vec {
     double x, y;
 };
 
-// The average over a small axis-aligned box (side `box`, at most one pixel)
-// centred at (x, y) in pixel-edge coordinates (pixel i spans i..i+1): it
-// reaches at most two pixels each way, weighted by the box's overlap with
-// them in 1/256 steps, so 16 fraction bits a channel. A box of one pixel is
-// the bilinear tent; a smaller one comes closer to the pixel under its centre.
+constexpr int kTileColumns = 64;  // destination pixels across a tile at most
+constexpr int kTileRows = 16;     // selected destination rows down a tile at most
+constexpr double kTileSums = double(1 << 20);  // prefix sums a tile may hold (16 bytes each)
+constexpr double kFar = double(1 << 30);  // corners are held within this of the origin
+
+// One picture row as the edge walk reads it: its prefix sums from column c0
+// to c1, or none on rows beyond the picture and the tile (the outside colour).
+struct RowView {
+    const uint32_t* sums = nullptr;
+    double c0 = 0, c1 = 0;  // relative columns
+};
+
+// The prefix sums of the picture's rows over one tile's footprint. A row
+// stores, for its columns c0..c1, the sums of its pixels from c0 up to each
+// column (four channels, integers, so that a row's sums are exact); beyond
+// them the row continues with the outside colour. Columns and rows are
+// counted from the tile's origin (ox, oy), an integer point near the
+// footprint, so that positions stay small and precise.
+struct PrefixTile {
+    long ox = 0, oy = 0;
+    double xlo = 0, xhi = 0, ylo = 0, yhi = 0;  // the picture's edges, relative
+    int firstRow = 0;                            // relative row of rows[0]
+    int sw = 0, sh = 0;                          // the picture
+    std::vector<RowView> rows;
+    const RowView* rowData = nullptr;  // rows as the edge walk reads them
+    double rowCount = 0;
+    std::vector<uint32_t> sums;
+    std::vector<double> lo, hi;  // room for each row's reach while building
+    double grey[4];
+
+    void SetOrigin(double x, double y) {
+        ox = long(std::floor(x));
+        oy = long(std::floor(y));
+        xlo = double(-ox), xhi = double(sw - ox);
+        ylo = double(-oy), yhi = double(sh - oy);
+    }
+};
+
+inline __attribute__((always_inline)) RowView RowAt(const PrefixTile& tile, double y) {
+    const double index = std::floor(y) - tile.firstRow;
+    if (!(index >= 0 && index < tile.rowCount)) return RowView{};
+    return tile.rowData[long(index)];
+}
+
+// Four channels of doubles and of 32-bit integers; the compiler keeps them
+// in vector registers as wide as the processor it builds for.
+typedef double Lanes __attribute__((vector_size(32)));
+typedef int32_t IntLanes __attribute__((vector_size(16)));
+typedef uint32_t SumLanes __attribute__((vector_size(16)));
+
+inline __attribute__((always_inline)) void LoadSums(const uint32_t* p, Lanes& out) {
+    IntLanes v;
+    std::memcpy(&v, p, sizeof v);
+    out = __builtin_convertvector(v, Lanes);
+}
+
+// The integral of the picture along a row from the row's origin to x, for
+// each channel: within the stored columns the prefix sums, linear inside a
+// pixel; the outside colour beyond them and on rows beyond the picture.
+// (The sums stay below 2^31, so they convert as signed.)
+inline __attribute__((always_inline)) void RowIntegral(const Lanes& grey, const RowView& r, double x, Lanes& out) {
+    if (!r.sums) {
+        out = grey * x;
+    } else if (x <= r.c0) {
+        out = grey * (x - r.c0);
+    } else if (x >= r.c1) {
+        LoadSums(r.sums + size_t(r.c1 - r.c0) * 4, out);
+        out += grey * (x - r.c1);
+    } else {
+        const double column = std::floor(x);
+        const uint32_t* a = r.sums + long(column - r.c0) * 4;
+        IntLanes low, high;
+        std::memcpy(&low, a, sizeof low);
+        std::memcpy(&high, a + 4, sizeof high);
+        out = __builtin_convertvector(low, Lanes) + (x - column) * __builtin_convertvector(high - low, Lanes);
+    }
+}
+
+// Adds the integral of RowIntegral dy along the piece of an edge from
+// (xa, ya) to (xb, yb) that lies within one row band. The piece is cut where
+// it crosses the columns' edges; on each part the integrand is linear, so
+// its value at the part's middle times the part's height is exact.
+inline __attribute__((always_inline)) void RowPiece(const PrefixTile& tile, const Lanes& grey, double xa, double ya,
+                                                    double xb, double yb, Lanes& sum) {
+    const double h = yb - ya;
+    if (h == 0.0) return;
+    const RowView row = RowAt(tile, (ya + yb) * 0.5);
+    const double xMin = std::min(xa, xb), xMax = std::max(xa, xb);
+    Lanes value;
+    if (!row.sums || std::ceil(xMax) - std::floor(xMin) <= 1.0) {
+        // Linear all along (the outside colour, or within one column).
+        RowIntegral(grey, row, (xa + xb) * 0.5, value);
+        sum += h * value;
+        return;
+    }
+    const double slope = h / (xb - xa);
+    const double step = xb > xa ? 1.0 : -1.0;
+    // The column lines crossed strictly between the ends.
+    double next = xb > xa ? std::floor(xa) + 1 : std::ceil(xa) - 1;
+    double last = xb > xa ? std::ceil(xb) - 1 : std::floor(xb) + 1;
+    double fx = xa, fy = ya;
+    if (xMin > row.c0 && xMax < row.c1) {
+        // Within the stored columns all along: each part reads its column.
+        for (;; next += step) {
+            const bool end = (next - last) * step > 0;
+            const double tx = end ? xb : next, ty = end ? yb : ya + (next - xa) * slope;
+            const double xm = (fx + tx) * 0.5, column = std::floor(xm);
+            const uint32_t* at = row.sums + long(column - row.c0) * 4;
+            IntLanes low, high;
+            std::memcpy(&low, at, sizeof low);
+            std::memcpy(&high, at + 4, sizeof high);
+            value = __builtin_convertvector(low, Lanes) + (xm - column) * __builtin_convertvector(high - low, Lanes);
+            sum += (ty - fy) * value;
+            if (end) break;
+            fx = tx, fy = ty;
+        }
+        return;
+    }
+    // Beyond the stored columns the integrand is linear: no cuts there.
+    if (xb > xa)
+        next = std::max(next, row.c0), last = std::min(last, row.c1);
+    else
+        next = std::min(next, row.c1), last = std::max(last, row.c0);
+    for (;; next += step) {
+        const bool end = (next - last) * step > 0;
+        const double tx = end ? xb : next, ty = end ? yb : ya + (next - xa) * slope;
+        RowIntegral(grey, row, (fx + tx) * 0.5, value);
+        sum += (ty - fy) * value;
+        if (end) break;
+        fx = tx, fy = ty;
+    }
+}
+
+// Stores the line integral of RowIntegral dy along the segment p -> q (tile
+// coordinates) in acc: the segment is cut where it crosses a row's edge
+// within the picture, and each row's piece is added up by RowPiece.
+inline __attribute__((always_inline)) void EdgeIntegral(const PrefixTile& tile, Vec p, Vec q, double* acc) {
+    const double dx = q.x - p.x, dy = q.y - p.y;
+    Lanes sum = {0.0, 0.0, 0.0, 0.0};
+    if (dy != 0.0) {
+        Lanes grey;
+        std::memcpy(&grey, tile.grey, sizeof grey);
+        double next, last, step;
+        if (dy > 0) {
+            next = std::max(std::floor(p.y) + 1, tile.ylo), last = std::min(std::ceil(q.y) - 1, tile.yhi), step = 1;
+        } else {
+            next = std::min(std::ceil(p.y) - 1, tile.yhi), last = std::max(std::floor(q.y) + 1, tile.ylo), step = -1;
+        }
+        const double slope = dx / dy;
+        const double xMin = std::min(p.x, q.x), xMax = std::max(p.x, q.x);
+        double xa = p.x, ya = p.y;
+        for (; (last - next) * step >= 0; next += step) {
+            const double xb = std::clamp(p.x + (next - p.y) * slope, xMin, xMax);
+            RowPiece(tile, grey, xa, ya, xb, next, sum);
+            xa = xb, ya = next;
+        }
+        RowPiece(tile, grey, xa, ya, q.x, q.y, sum);
+    }
+    std::memcpy(acc, &sum, sizeof sum);
+}
+
+// The prefix rows for the footprint of one tile, whose corners are c[0..3]
+// (tile coordinates): the footprint lies within their convex hull, so each
+// picture row needs the columns that the six segments between the corners
+// reach within it, and one more each side.
 template <int Bpp>
-inline void Sample(const uint8_t* bits, long stride, int sw, int sh, double x, double y, double box,
-                   const uint8_t* outside, uint64_t* sum) {
-    const double half = box * 0.5;
-    const double lx = std::clamp(x - half, -4.0, double(sw) + 4.0);
-    const double ly = std::clamp(y - half, -4.0, double(sh) + 4.0);
-    const double flx = std::floor(lx), fly = std::floor(ly);
-    const int ix = int(flx), iy = int(fly);
-    // The share of the box in the second pixel of each axis.
-    const uint32_t wx = uint32_t(std::clamp((lx + box - (flx + 1.0)) / box, 0.0, 1.0) * 256.0);
-    const uint32_t wy = uint32_t(std::clamp((ly + box - (fly + 1.0)) / box, 0.0, 1.0) * 256.0);
-    auto at = [&](int px, int py) -> const uint8_t* {
-        if (px < 0 || py < 0 || px >= sw || py >= sh) return outside;
-        return bits + stride * py + long(px) * Bpp;
-    };
-    const uint8_t* p00 = at(ix, iy);
-    const uint8_t* p10 = at(ix + 1, iy);
-    const uint8_t* p01 = at(ix, iy + 1);
-    const uint8_t* p11 = at(ix + 1, iy + 1);
-    for (int k = 0; k < Bpp; k++) {
-        const uint32_t low = p00[k] * (256 - wx) + p10[k] * wx;
-        const uint32_t high = p01[k] * (256 - wx) + p11[k] * wx;
-        sum[k] += low * (256 - wy) + high * wy;
+inline __attribute__((always_inline)) void BuildTile(const uint8_t* bits, long stride, const Vec c[4], PrefixTile& tile) {
+    double minY = c[0].y, maxY = c[0].y;
+    for (int i = 1; i < 4; i++) minY = std::min(minY, c[i].y), maxY = std::max(maxY, c[i].y);
+    const long first = std::max(0L, long(std::floor(minY)) - 1 + tile.oy);
+    const long last = std::min(long(tile.sh) - 1, long(std::floor(maxY)) + 1 + tile.oy);
+    tile.firstRow = int(first - tile.oy);
+    const int count = int(std::max(0L, last - first + 1));
+    std::vector<double>& lo = tile.lo;
+    std::vector<double>& hi = tile.hi;
+    lo.assign(size_t(count), std::numeric_limits<double>::infinity());
+    hi.assign(size_t(count), -std::numeric_limits<double>::infinity());
+    for (int a = 0; a < 4; a++)
+        for (int b = a + 1; b < 4; b++) {
+            const Vec& p = c[a].y <= c[b].y ? c[a] : c[b];
+            const Vec& q = c[a].y <= c[b].y ? c[b] : c[a];
+            const int r0 = int(std::clamp(std::floor(p.y) - tile.firstRow, 0.0, double(count)));
+            const int r1 = int(std::clamp(std::floor(q.y) - tile.firstRow, -1.0, double(count - 1)));
+            for (int r = r0; r <= r1; r++) {
+                double x0 = p.x, x1 = q.x;
+                if (q.y > p.y) {
+                    const double y0 = std::max(p.y, double(r + tile.firstRow));
+                    const double y1 = std::min(q.y, double(r + tile.firstRow + 1));
+                    x0 = p.x + (q.x - p.x) * (y0 - p.y) / (q.y - p.y);
+                    x1 = p.x + (q.x - p.x) * (y1 - p.y) / (q.y - p.y);
+                }
+                lo[size_t(r)] = std::min({lo[size_t(r)], x0, x1});
+                hi[size_t(r)] = std::max({hi[size_t(r)], x0, x1});
+            }
+        }
+    tile.rows.resize(size_t(count));
+    size_t total = 0;
+    const double left = double(-tile.ox), right = double(tile.sw - tile.ox);
+    for (int r = 0; r < count; r++) {
+        RowView& row = tile.rows[size_t(r)];
+        double c0 = left, c1 = left;
+        if (lo[size_t(r)] <= hi[size_t(r)]) {
+            c0 = std::clamp(std::floor(lo[size_t(r)]) - 1, left, right);
+            c1 = std::clamp(std::floor(hi[size_t(r)]) + 2, c0, right);
+        }
+        row.c0 = c0, row.c1 = c1;
+        lo[size_t(r)] = double(total);  // where the row's sums start
+        total += size_t(c1 - c0 + 1) * 4;
+    }
+    tile.sums.resize(total);
+    tile.rowData = tile.rows.data();
+    tile.rowCount = count;
+    for (int r = 0; r < count; r++) {
+        RowView& row = tile.rows[size_t(r)];
+        uint32_t* out = tile.sums.data() + size_t(lo[size_t(r)]);
+        row.sums = out;
+        const uint8_t* src = bits + stride * (first + r) + (long(row.c0) + tile.ox) * Bpp;
+        SumLanes s = {0, 0, 0, 0};
+        std::memcpy(out, &s, sizeof s);
+        // Four bytes at a time (for 24 bits the fourth, the next pixel's,
+        // is replaced; the row's last pixel is read alone).
+        const SumLanes keep = {0xFFu, 0xFFu, 0xFFu, Bpp == 4 ? 0xFFu : 0u};
+        const SumLanes opaque = {0, 0, 0, Bpp == 4 ? 0u : 0xFFu};
+        const bool little = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+        const SumLanes shifts = little ? SumLanes{0, 8, 16, 24} : SumLanes{24, 16, 8, 0};
+        const int width = int(row.c1 - row.c0);
+        for (int x = 0; x < width; x++, src += Bpp) {
+            out += 4;
+            uint32_t word;
+            if (Bpp == 4 || x + 1 < width)
+                std::memcpy(&word, src, sizeof word);
+            else
+                word = little ? src[0] | uint32_t(src[1]) << 8 | uint32_t(src[2]) << 16
+                              : uint32_t(src[0]) << 24 | uint32_t(src[1]) << 16 | uint32_t(src[2]) << 8;
+            const SumLanes spread = {word, word, word, word};
+            s += ((spread >> shifts) & keep) | opaque;
+            std::memcpy(out, &s, sizeof s);
+        }
+    }
+}
+
+struct RotatedJob {
+    CDIB* dest;
+    CDIB* source;
+    Vec bl, br, tl, tr;  // the camera's corners
+    double dw, dh;       // the destination's size
+    RowSet rows;
+};
+
+struct TileScratch {
+    std::vector<Vec> points;
+    std::vector<double> edges;
+};
+
+// Points of the destination grid on the picture: the bilinear map of the
+// camera's corners, held within reach of the picture. RowLine puts the grid
+// line at v as its start and its step per column; a point is then
+// along[0] + along[1] x u.
+inline __attribute__((always_inline)) void RowLine(const RotatedJob& job, double v, Vec along[2]) {
+    const double fv = v / job.dh;
+    const Vec a{job.bl.x + (job.tl.x - job.bl.x) * fv, job.bl.y + (job.tl.y - job.bl.y) * fv};
+    const Vec b{job.br.x + (job.tr.x - job.br.x) * fv, job.br.y + (job.tr.y - job.br.y) * fv};
+    along[0] = a;
+    along[1] = Vec{(b.x - a.x) / job.dw, (b.y - a.y) / job.dw};
+}
+
+inline __attribute__((always_inline)) Vec Place(const Vec along[2], int u) {
+    return Vec{std::clamp(along[0].x + along[1].x * u, -kFar, kFar), std::clamp(along[0].y + along[1].y * u, -kFar, kFar)};
+}
+
+inline __attribute__((always_inline)) Vec Place(const RotatedJob& job, int u, double v) {
+    Vec along[2];
+    RowLine(job, v, along);
+    return Place(along, u);
+}
+
+// The grid points of the tile's columns c0..c0+n at v (tile coordinates),
+// and the integrals along the n edges between them.
+inline __attribute__((always_inline)) void GridRow(const RotatedJob& job, const PrefixTile& tile, int c0, double v,
+                                                   int n, Vec* points, double* edges) {
+    Vec along[2];
+    RowLine(job, v, along);
+    for (int i = 0; i <= n; i++) {
+        const Vec p = Place(along, c0 + i);
+        points[i] = Vec{p.x - double(tile.ox), p.y - double(tile.oy)};
+    }
+    for (int i = 0; i < n; i++) EdgeIntegral(tile, points[i], points[i + 1], edges + 4 * i);
+}
+
+// Draws one tile: destination columns c0..c1-1 of the selected rows from d0
+// to below d1.
+template <int Bpp>
+inline __attribute__((always_inline)) void TileBody(const RotatedJob& job, int c0, int c1, int d0, int d1,
+                                                     PrefixTile& tile, TileScratch& scratch) {
+    const int step = job.rows.step;
+    const double shift = step == 1 ? 0.5 * job.rows.phase : 0.0;
+    auto place = [&](int u, double v) { return Place(job, u, v); };
+    const int lastRow = d0 + (d1 - 1 - d0) / step * step;
+    const double vBottom = d0 + shift, vTop = lastRow + 1 + shift;
+    Vec corner[4] = {place(c0, vBottom), place(c1, vBottom), place(c0, vTop), place(c1, vTop)};
+    double minX = corner[0].x, minY = corner[0].y;
+    for (int i = 1; i < 4; i++) minX = std::min(minX, corner[i].x), minY = std::min(minY, corner[i].y);
+    tile.SetOrigin(minX, minY);
+    for (Vec& p : corner) p = Vec{p.x - double(tile.ox), p.y - double(tile.oy)};
+    BuildTile<Bpp>(job.source->bits, job.source->GetRowBytes(), corner, tile);
+
+    const int n = c1 - c0;
+    scratch.points.resize(size_t(n + 1) * 2);
+    scratch.edges.resize(size_t(n + 1) * 12);
+    Vec* bottom = scratch.points.data();  // the grid points under and over the row
+    Vec* top = bottom + (n + 1);
+    double* lower = scratch.edges.data();      // integrals along the bottom edges, 4 a pixel
+    double* upper = lower + size_t(n + 1) * 4;  // along the top edges
+    double* side = upper + size_t(n + 1) * 4;   // upwards along the edges between columns
+    const uint8_t* bits = job.source->bits;
+    const long stride = job.source->GetRowBytes();
+    const int sw = tile.sw, sh = tile.sh;
+    double previousTop = std::numeric_limits<double>::quiet_NaN();
+    for (int d = d0; d < d1; d += step) {
+        const double v0 = d + shift, v1 = d + 1 + shift;
+        if (v0 == previousTop) {
+            std::swap(bottom, top);
+            std::swap(lower, upper);
+        } else {
+            GridRow(job, tile, c0, v0, n, bottom, lower);
+        }
+        GridRow(job, tile, c0, v1, n, top, upper);
+        previousTop = v1;
+        for (int i = 0; i <= n; i++) EdgeIntegral(tile, bottom[i], top[i], side + 4 * i);
+        uint8_t* out = job.dest->bits + job.dest->GetRowBytes() * d + 4 * c0;
+        for (int i = 0; i < n; i++, out += 4) {
+            const Vec& a = bottom[i];
+            const Vec& b = bottom[i + 1];
+            const Vec& c = top[i + 1];
+            const Vec& e = top[i];
+            const double area = 0.5 * ((c.x - a.x) * (e.y - b.y) - (c.y - a.y) * (e.x - b.x));
+            if (std::fabs(area) > 1e-10) {
+                const double scale = 1.0 / area;
+                for (int k = 0; k < Bpp; k++) {
+                    const double sum = lower[4 * i + k] + side[4 * (i + 1) + k] - upper[4 * i + k] - side[4 * i + k];
+                    const double level = std::floor(sum * scale + 0.5);
+                    out[k] = level >= 255.0 ? 255 : level >= 0.0 ? uint8_t(level) : 0;
+                }
+            } else {
+                // No area: the pixel under the footprint's centre.
+                const double x = std::floor((a.x + b.x + c.x + e.x) * 0.25) + double(tile.ox);
+                const double y = std::floor((a.y + b.y + c.y + e.y) * 0.25) + double(tile.oy);
+                const bool inside = x >= 0 && y >= 0 && x < sw && y < sh;
+                const uint8_t* p = inside ? bits + stride * long(y) + long(x) * Bpp : nullptr;
+                for (int k = 0; k < Bpp; k++) out[k] = inside ? p[k] : uint8_t(tile.grey[k]);
+            }
+            if (Bpp == 3) out[3] = 0xFF;
+        }
     }
 }
 
 template <int Bpp>
-void RotatedRows(CDIB* dest, CDIB* source, const Vec corners[4], int m, int n, double box, const RowSet& rows) {
-    const int sw = source->header->width;
-    const int sh = std::abs(source->header->height);
-    const int dw = dest->header->width;
-    const int dh = std::abs(dest->header->height);
-    const long sourceStride = source->GetRowBytes();
-    const long destStride = dest->GetRowBytes();
-    const uint8_t outside[4] = {kGrey, kGrey, kGrey, uint8_t(Bpp == 4 ? 0 : 0xFF)};
-    const Vec& bl = corners[0];
-    const Vec& br = corners[1];
-    const Vec& tl = corners[2];
-    const Vec& tr = corners[3];
-    const double rowShift = rows.step == 1 ? 0.5 * rows.phase : 0.0;
-    const uint64_t total = uint64_t(m) * uint64_t(n) * 65536u;
-    std::vector<uint64_t> sums(size_t(dw) * 4);
-    for (int d = rows.first; d < dh; d += rows.step) {
-        std::fill(sums.begin(), sums.end(), 0);
-        for (int j = 0; j < n; j++) {
-            const double v = (d + rowShift + (j + 0.5) / n) / dh;
-            const Vec a{bl.x + (tl.x - bl.x) * v, bl.y + (tl.y - bl.y) * v};
-            const Vec b{br.x + (tr.x - br.x) * v, br.y + (tr.y - br.y) * v};
-            const double stepX = (b.x - a.x) / dw, stepY = (b.y - a.y) / dw;
-            for (int c = 0; c < dw; c++) {
-                uint64_t* sum = &sums[size_t(c) * 4];
-                for (int i = 0; i < m; i++) {
-                    const double u = c + (i + 0.5) / m;
-                    Sample<Bpp>(source->bits, sourceStride, sw, sh, a.x + stepX * u, a.y + stepY * u, box, outside,
-                                sum);
-                }
-            }
-        }
-        uint8_t* out = dest->bits + destStride * d;
-        for (int c = 0; c < dw; c++) {
-            for (int k = 0; k < Bpp; k++) out[4 * c + k] = uint8_t((sums[size_t(c) * 4 + k] + total / 2) / total);
-            if (Bpp == 3) out[4 * c + 3] = 0xFF;
-        }
-    }
+void TileBase(const RotatedJob& job, int c0, int c1, int d0, int d1, PrefixTile& tile,
+              TileScratch& scratch) {
+    TileBody<Bpp>(job, c0, c1, d0, d1, tile, scratch);
 }
+
+#if GS_EXACT_SIMD
+template <int Bpp>
+__attribute__((target("avx2"))) void TileAvx2(const RotatedJob& job, int c0, int c1, int d0, int d1,
+                                              PrefixTile& tile, TileScratch& scratch) {
+    TileBody<Bpp>(job, c0, c1, d0, d1, tile, scratch);
+}
+#endif
 
 bool ExactRotated(CDIB* dest, CDIB* source, double left, double bottom, double width, double height, float angle,
                   float tilt1, float tilt2, int fieldSelector) {
@@ -465,25 +770,50 @@ bool ExactRotated(CDIB* dest, CDIB* source, double left, double bottom, double w
     const double cosA = std::cos(angle * 0.0174532f);
     const double sinA = std::sin(-angle * 0.0174532f);
     auto place = [&](double px, double py) { return Vec{cx + px * cosA - py * sinA, cy + px * sinA + py * cosA}; };
-    const Vec corners[4] = {place(-halfW + t1, -halfH - t2), place(halfW - t1, -halfH + t2),
-                            place(-halfW - t1, halfH + t2), place(halfW + t1, halfH - t2)};
-    auto length = [](const Vec& p, const Vec& q) { return std::hypot(q.x - p.x, q.y - p.y); };
-    const double across = std::max(length(corners[0], corners[1]), length(corners[2], corners[3])) / dw;
-    const double down = std::max(length(corners[0], corners[2]), length(corners[1], corners[3])) / dh;
-    auto samples = [](double span) {
-        return int(std::clamp(std::ceil(std::min(span, 1e6) * kSamplesPerPixel), 1.0, double(kMaxRotSamples)));
+    RotatedJob job{dest,
+                   source,
+                   place(-halfW + t1, -halfH - t2),
+                   place(halfW - t1, -halfH + t2),
+                   place(-halfW - t1, halfH + t2),
+                   place(halfW + t1, halfH - t2),
+                   double(dw),
+                   double(dh),
+                   SelectorRows(fieldSelector)};
+    const int bpp = source->header->bitCount / 8;
+    PrefixTile tile;
+    tile.sw = source->header->width;
+    tile.sh = std::abs(source->header->height);
+    for (int k = 0; k < 4; k++) tile.grey[k] = k < 3 ? kGrey : bpp == 4 ? 0.0 : 255.0;
+    TileScratch scratch;
+    auto draw = [&](int c0, int c1, int d0, int d1) {
+#if GS_EXACT_SIMD
+        static const bool avx2 = __builtin_cpu_supports("avx2");
+        if (avx2) return bpp == 4 ? TileAvx2<4>(job, c0, c1, d0, d1, tile, scratch)
+                                  : TileAvx2<3>(job, c0, c1, d0, d1, tile, scratch);
+#endif
+        bpp == 4 ? TileBase<4>(job, c0, c1, d0, d1, tile, scratch) : TileBase<3>(job, c0, c1, d0, d1, tile, scratch);
     };
-    const RowSet rows = SelectorRows(fieldSelector);
-    const int m = samples(across), n = samples(down);
-    // Each sample stands for a box of the area of its share of the footprint.
-    const Vec u{(corners[1].x - corners[0].x) / dw, (corners[1].y - corners[0].y) / dw};
-    const Vec v{(corners[2].x - corners[0].x) / dh, (corners[2].y - corners[0].y) / dh};
-    const double share = std::fabs(u.x * v.y - u.y * v.x) / (double(m) * n);
-    const double box = std::clamp(std::sqrt(share), 1e-6, 1.0);
-    if (source->header->bitCount == 32)
-        RotatedRows<4>(dest, source, corners, m, n, box, rows);
-    else
-        RotatedRows<3>(dest, source, corners, m, n, box, rows);
+    // Tiles shrink where a destination pixel covers much of the picture, so
+    // that a tile's sums (at most the square of its footprint's perimeter)
+    // stay within kTileSums.
+    const int step = job.rows.step;
+    auto length = [](const Vec& p, const Vec& q) { return std::hypot(q.x - p.x, q.y - p.y); };
+    const double across = std::max(length(job.bl, job.br), length(job.tl, job.tr)) / dw;
+    const double down = std::max(length(job.bl, job.tl), length(job.br, job.tr)) / dh * step;
+    int columns = kTileColumns, rows = kTileRows;
+    auto sums = [&] { return std::pow(columns * across + rows * down + 4.0, 2.0); };
+    while (sums() > kTileSums && (columns > 1 || rows > 1)) {
+        if (columns * across >= rows * down && columns > 1)
+            columns /= 2;
+        else if (rows > 1)
+            rows /= 2;
+        else
+            columns /= 2;
+    }
+    for (int d0 = job.rows.first; d0 < dh; d0 += step * rows) {
+        const int d1 = std::min(dh, d0 + step * rows);
+        for (int c0 = 0; c0 < dw; c0 += columns) draw(c0, std::min(dw, c0 + columns), d0, d1);
+    }
     return true;
 }
 

@@ -36,8 +36,8 @@ void mfThreadFunc(void* block);
 // footprint of that pixel (outside the picture the outside grey), with weights
 // and division fine enough that a flat colour keeps its value at any scale.
 // An axis-aligned camera (angle and tilts all zero) is filtered separably;
-// a rotated or tilted one is averaged over a grid of small box averages at least
-// two to a source pixel across its footprint. Same destination, camera and
+// a rotated or tilted one integrates the picture exactly over each pixel's
+// quadrilateral footprint. Same destination, camera and
 // field selector as FilterCrop; rows outside the selector are left alone.
 bool FilterExact(CDIB* dest, CDIB* source, float left, float bottom, float width, float height, float angle,
                  float tilt1, float tilt2, int fieldSelector);

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 // The exact area filter against its definition: a flat picture stays exactly
-// flat at every scale, and every pixel is within one level of the average of
-// the picture over the pixel's footprint, worked out in double precision.
+// flat at every scale and turn, and every pixel is within one level of the
+// average of the picture over the pixel's footprint, worked out in double
+// precision (for turned cameras by clipping the footprint to each pixel).
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -15,22 +17,27 @@
 namespace {
 
 struct Camera {
-    double left, bottom, width, height, angle;
+    double left, bottom, width, height, angle, tilt1 = 0, tilt2 = 0;
 };
 
+enum Turn { kStraight, kRolled, kTilted };
+
 // Random cameras over a picture of sw x sh, shrinking by up to 6 and
-// enlarging by up to 3, wholly inside the picture when `inside`.
-std::vector<Camera> RandomCameras(int sw, int sh, int dw, int dh, bool rolled, bool inside, std::mt19937& rng) {
+// enlarging by up to 3, wholly inside the picture when `inside`; rolled by up
+// to 25 degrees either way, and tilted by up to 30 when kTilted.
+std::vector<Camera> RandomCameras(int sw, int sh, int dw, int dh, Turn turn, bool inside, std::mt19937& rng) {
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     std::vector<Camera> cameras;
     for (int i = 0; i < 12; i++) {
         const double scale = 0.33 + unit(rng) * (inside ? 1.5 : 5.7);
-        Camera c{0, 0, dw * scale, dh * scale, rolled ? (unit(rng) - 0.5) * 50.0 : 0.0};
+        Camera c{0, 0, dw * scale, dh * scale, turn != kStraight ? (unit(rng) - 0.5) * 50.0 : 0.0};
+        if (turn == kTilted) c.tilt1 = (unit(rng) - 0.5) * 60.0, c.tilt2 = (unit(rng) - 0.5) * 60.0;
         if (inside) {
-            // The centre keeps the camera's reach (its half diagonal when it
-            // may turn) from the picture's edges.
-            const double rx = rolled ? std::hypot(c.width, c.height) / 2 : c.width / 2;
-            const double ry = rolled ? rx : c.height / 2;
+            // The centre keeps the camera's reach (its half diagonal, with
+            // the tilts' spread, when it may turn) from the picture's edges.
+            const double spreadX = std::fabs(c.tilt1) / 360 * c.height, spreadY = std::fabs(c.tilt2) / 360 * c.width;
+            const double rx = turn != kStraight ? std::hypot(c.width / 2 + spreadX, c.height / 2 + spreadY) : c.width / 2;
+            const double ry = turn != kStraight ? rx : c.height / 2;
             c.left = rx + unit(rng) * (sw - 2 * rx) - c.width / 2;
             c.bottom = ry + unit(rng) * (sh - 2 * ry) - c.height / 2;
         } else {
@@ -42,9 +49,9 @@ std::vector<Camera> RandomCameras(int sw, int sh, int dw, int dh, bool rolled, b
     return cameras;
 }
 
-bool Draw(CDIB& dest, CDIB& source, const Camera& c) {
+bool Draw(CDIB& dest, CDIB& source, const Camera& c, int fieldSelector = 0) {
     return FilterExact(&dest, &source, float(c.left), float(c.bottom), float(c.width), float(c.height),
-                       float(c.angle), 0.0f, 0.0f, 0);
+                       float(c.angle), float(c.tilt1), float(c.tilt2), fieldSelector);
 }
 
 // The picture as a function of a position: pixel (floor x, floor y), the
@@ -70,17 +77,18 @@ TEST(ExactFilter, FlatPictureStaysExactlyFlatAtEveryScale) {
     std::mt19937 rng(7);
     for (int bits : {24, 32})
         for (int grey : {1, 98, 100, 253, 255})
-            for (bool rolled : {false, true}) {
+            for (Turn turn : {kStraight, kRolled, kTilted}) {
                 CDIB pic(300, 200, bits), dest(40, 30, 32);
                 std::fill(pic.bits, pic.bits + pic.GetRowBytes() * 200, uint8_t(grey));
-                for (const Camera& c : RandomCameras(300, 200, 40, 30, rolled, true, rng)) {
+                for (const Camera& c : RandomCameras(300, 200, 40, 30, turn, true, rng)) {
                     ASSERT_TRUE(Draw(dest, pic, c));
                     for (int y = 0; y < 30; y++)
                         for (int x = 0; x < 40; x++)
                             for (int k = 0; k < 3; k++)
                                 ASSERT_EQ(dest.GetBitsAdd(y)[4 * x + k], grey)
                                     << bits << " bits, camera " << c.width << " wide at " << c.left << ","
-                                    << c.bottom << " roll " << c.angle << ", pixel " << x << "," << y;
+                                    << c.bottom << " roll " << c.angle << " tilts " << c.tilt1 << "," << c.tilt2 << ", pixel "
+                                    << x << "," << y;
                 }
             }
 }
@@ -91,7 +99,7 @@ TEST(ExactFilter, AxisAlignedPixelsAreTheAreaAverageWithinOneLevel) {
     for (int bits : {24, 32}) {
         CDIB pic(120, 90, bits), dest(23, 17, 32);
         for (long i = 0; i < pic.GetRowBytes() * 90; i++) pic.bits[i] = uint8_t(byte(rng));
-        for (const Camera& c : RandomCameras(120, 90, 23, 17, false, false, rng)) {
+        for (const Camera& c : RandomCameras(120, 90, 23, 17, kStraight, false, rng)) {
             ASSERT_TRUE(Draw(dest, pic, c));
             const double sx = c.width / 23, sy = c.height / 17;
             for (int y = 0; y < 17; y++)
@@ -135,37 +143,106 @@ TEST(ExactFilter, AxisAlignedBytesAreTheSameOnEveryProcessor) {
     EXPECT_EQ(digest, 15628422867548781532u);
 }
 
-// Rolled cameras over a picture of soft detail (the sampled footprint then
-// converges on the true average): the average over the rotated footprint,
-// worked out on a fine grid of 48 x 48 points a pixel.
-TEST(ExactFilter, RolledPixelsAreTheAreaAverageWithinOneLevel) {
+using Polygon = std::vector<std::array<double, 2>>;
+
+// The part of a polygon on one side of the line where coordinate `axis` is
+// `bound` (Sutherland-Hodgman, one edge of the clipping box).
+Polygon ClipSide(const Polygon& in, int axis, double bound, bool below) {
+    Polygon out;
+    for (size_t i = 0; i < in.size(); i++) {
+        const auto& p = in[i];
+        const auto& q = in[(i + 1) % in.size()];
+        const bool pIn = below ? p[axis] <= bound : p[axis] >= bound;
+        const bool qIn = below ? q[axis] <= bound : q[axis] >= bound;
+        if (pIn) out.push_back(p);
+        if (pIn != qIn) {
+            const double t = (bound - p[axis]) / (q[axis] - p[axis]);
+            out.push_back({p[0] + t * (q[0] - p[0]), p[1] + t * (q[1] - p[1])});
+        }
+    }
+    return out;
+}
+
+double SignedArea(const Polygon& poly) {
+    double twice = 0;
+    for (size_t i = 0; i < poly.size(); i++) {
+        const auto& p = poly[i];
+        const auto& q = poly[(i + 1) % poly.size()];
+        twice += p[0] * q[1] - q[0] * p[1];
+    }
+    return twice / 2;
+}
+
+// The average of the picture over a polygon: the polygon clipped to each
+// pixel (or outside cell) its bounding box touches.
+double PolygonAverage(CDIB& pic, const Polygon& poly, int k) {
+    double x0 = poly[0][0], x1 = x0, y0 = poly[0][1], y1 = y0;
+    for (const auto& p : poly) x0 = std::min(x0, p[0]), x1 = std::max(x1, p[0]), y0 = std::min(y0, p[1]), y1 = std::max(y1, p[1]);
+    double sum = 0;
+    for (double y = std::floor(y0); y < y1; y += 1)
+        for (double x = std::floor(x0); x < x1; x += 1) {
+            const Polygon cell = ClipSide(ClipSide(ClipSide(ClipSide(poly, 0, x, false), 0, x + 1, true), 1, y, false), 1, y + 1, true);
+            if (cell.size() >= 3) sum += SignedArea(cell) * Value(pic, x, y, k);
+        }
+    return sum / SignedArea(poly);
+}
+
+// Cameras rolled and tilted over pictures of noise and hard edges, shrinking
+// and enlarging, partly beyond the picture, with every field selector: each
+// drawn pixel is the average over its quadrilateral footprint (the camera's
+// trapezoid about its centre, rotated, cut into dw x dh cells) rounded to
+// the nearest level; rows outside the selector keep what they held.
+TEST(ExactFilter, TurnedPixelsAreTheAreaAverageRoundedToNearest) {
     std::mt19937 rng(5);
-    CDIB pic(160, 120, 24), dest(20, 15, 32);
-    for (int y = 0; y < 120; y++)
-        for (int x = 0; x < 160; x++)
-            for (int k = 0; k < 3; k++)
-                pic.GetBitsAdd(y)[3 * x + k] =
-                    uint8_t(128 + 90 * std::sin(x * 0.05 * (k + 1) + y * 0.03) * std::cos(y * 0.04 * (3 - k)));
-    for (const Camera& c : RandomCameras(160, 120, 20, 15, true, false, rng)) {
-        ASSERT_TRUE(Draw(dest, pic, c));
-        const double a = c.angle * 0.0174532f;
-        const double cosA = std::cos(a), sinA = std::sin(-a);
-        const double cx = c.left + c.width / 2, cy = c.bottom + c.height / 2;
-        const int n = 48;
-        for (int y = 0; y < 15; y++)
-            for (int x = 0; x < 20; x++)
-                for (int k = 0; k < 3; k++) {
-                    double sum = 0;
-                    for (int j = 0; j < n; j++)
-                        for (int i = 0; i < n; i++) {
-                            const double px = (x + (i + 0.5) / n) / 20 * c.width - c.width / 2;
-                            const double py = (y + (j + 0.5) / n) / 15 * c.height - c.height / 2;
-                            sum += Value(pic, cx + px * cosA - py * sinA, cy + px * sinA + py * cosA, k);
+    std::uniform_int_distribution<int> byte(0, 255);
+    const int dw = 13, dh = 11;
+    for (int bits : {24, 32}) {
+        CDIB pic(60, 45, bits), dest(dw, dh, 32);
+        for (int y = 0; y < 45; y++)
+            for (int x = 0; x < 60 * bits / 8; x++) {
+                const int block = (x / (bits / 8) / 7 + y / 5) % 3;
+                pic.GetBitsAdd(y)[x] = uint8_t(block == 0 ? byte(rng) : block == 1 ? 0 : 255);
+            }
+        int draw = 0;
+        for (Turn turn : {kRolled, kTilted})
+            for (const Camera& c : RandomCameras(60, 45, dw, dh, turn, false, rng)) {
+                const int selector = std::array{0, 1, 10, 11}[size_t(draw++ % 4)];
+                std::fill(dest.bits, dest.bits + dest.GetRowBytes() * dh, uint8_t(0x5A));
+                ASSERT_TRUE(Draw(dest, pic, c, selector));
+                // The camera as the filter receives it.
+                const double w = float(c.width), h = float(c.height);
+                const double cx = double(float(c.left)) + w * 0.5, cy = double(float(c.bottom)) + h * 0.5;
+                const double t1 = h * (float(c.tilt1) / 90.0f) * 0.25f, t2 = w * (float(c.tilt2) / 90.0f) * 0.25f;
+                const double cosA = std::cos(float(c.angle) * 0.0174532f), sinA = std::sin(-float(c.angle) * 0.0174532f);
+                auto place = [&](double px, double py) {
+                    return std::array{cx + px * cosA - py * sinA, cy + px * sinA + py * cosA};
+                };
+                const auto bl = place(-w / 2 + t1, -h / 2 - t2), br = place(w / 2 - t1, -h / 2 + t2);
+                const auto tl = place(-w / 2 - t1, h / 2 + t2), tr = place(w / 2 + t1, h / 2 - t2);
+                auto at = [&](double u, double v) {
+                    std::array<double, 2> p;
+                    for (int i = 0; i < 2; i++) {
+                        const double a = bl[i] + (tl[i] - bl[i]) * v / dh, b = br[i] + (tr[i] - br[i]) * v / dh;
+                        p[i] = a + (b - a) * u / dw;
+                    }
+                    return p;
+                };
+                const int step = selector / 10 + 1;
+                const double shift = step == 1 ? 0.5 * (selector % 10) : 0.0;
+                for (int y = 0; y < dh; y++)
+                    for (int x = 0; x < dw; x++) {
+                        const bool drawn = step == 1 || y % 2 == selector % 10;
+                        const Polygon footprint{at(x, y + shift), at(x + 1, y + shift), at(x + 1, y + 1 + shift),
+                                                at(x, y + 1 + shift)};
+                        for (int k = 0; k < 4; k++) {
+                            const double want = !drawn ? 0x5A : k == 3 && bits == 24 ? 255 : PolygonAverage(pic, footprint, k);
+                            ASSERT_NEAR(dest.GetBitsAdd(y)[4 * x + k], want, drawn ? 0.5001 : 0.0)
+                                << bits << " bits, camera " << c.width << "x" << c.height << " at " << c.left << ","
+                                << c.bottom << " roll " << c.angle << " tilts " << c.tilt1 << "," << c.tilt2
+                                << " selector " << selector << ", pixel " << x << "," << y << " byte " << k;
                         }
-                    ASSERT_NEAR(dest.GetBitsAdd(y)[4 * x + k], sum / (n * n), 1.0)
-                        << "camera " << c.width << " at " << c.left << "," << c.bottom << " roll " << c.angle
-                        << ", pixel " << x << "," << y << " byte " << k;
-                }
+                    }
+            }
     }
 }
 
