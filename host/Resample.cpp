@@ -581,19 +581,52 @@ __attribute__((target("avx2"))) inline __m256i Fetch(const uint8_t* base, __m256
     return Bpp == 4 ? p : _mm256_or_si256(p, _mm256_set1_epi32(int32_t(0xFF000000u)));
 }
 
-// The nearest walk over `count` pixels (a multiple of 8) that lie inside.
+// Runs `chunk(c, x, y)` over the eight-pixel chunks of `count` (at least 8)
+// pixels from c = 0 with the lanes of positions c .. c + 7; a last partial
+// chunk is drawn as the last eight pixels, again over some of the one before.
+template <typename Chunk>
+__attribute__((target("avx2"))) inline void EachChunk(const Walk& w, int count, Chunk chunk) {
+    Lanes x = StartLanes(w.x, w.dx), y = StartLanes(w.y, w.dy);
+    int c = 0;
+    for (; c + 8 <= count; c += 8) {
+        chunk(c, x, y);
+        Advance(x);
+        Advance(y);
+    }
+    if (c < count) {
+        const Walk last = At(w, count - 8);
+        chunk(count - 8, StartLanes(last.x, last.dx), StartLanes(last.y, last.dy));
+    }
+}
+
+// A rolled walk crosses a source row every few pixels, each time on another
+// page, where the processor's own prefetching does not follow: the pixels
+// kAhead on (two points a chunk, and the row `down` below them) are asked for
+// while this chunk is drawn.
+constexpr int kAhead = 64;
+
+template <int Bpp>
+inline void Prefetch(const uint8_t* bits, int32_t stride, const Walk& w, int c, int count, int down) {
+    for (int k = 0; k < 8; k += 4) {
+        const int64_t f = std::min(c + kAhead + k, count - 1);
+        const uint8_t* p = bits + ((w.y + f * w.dy) >> kFix) * stride + ((w.x + f * w.dx) >> kFix) * Bpp;
+        __builtin_prefetch(p);
+        if (down) __builtin_prefetch(p + long(down) * stride);
+    }
+}
+
+// The nearest walk over `count` pixels (at least 8) that lie inside.
 template <int Bpp>
 __attribute__((target("avx2"))) void NearestAvx2(const uint8_t* bits, int32_t stride, Walk w, int count,
                                                  uint8_t* out) {
     const int64_t half = int64_t(1) << (kFix - 1);
-    Lanes x = StartLanes(w.x + half, w.dx), y = StartLanes(w.y + half, w.dy);
     const __m256i strideV = _mm256_set1_epi32(stride);
-    for (int c = 0; c < count; c += 8, out += 32) {
+    const Walk centred{w.x + half, w.y + half, w.dx, w.dy};
+    EachChunk(centred, count, [&](int c, const Lanes& x, const Lanes& y) __attribute__((target("avx2"))) {
+        Prefetch<Bpp>(bits, stride, centred, c, count, 0);
         const __m256i at = Offsets<Bpp>(_mm256_srai_epi32(x.high, 8), _mm256_srai_epi32(y.high, 8), strideV);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), Fetch<Bpp>(bits, at));
-        Advance(x);
-        Advance(y);
-    }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * c), Fetch<Bpp>(bits, at));
+    });
 }
 
 // 256 a + w (b - a), that is a (256 - w) + b w, for 16-bit lanes holding
@@ -615,14 +648,16 @@ __attribute__((target("avx2"))) inline __m256i Blend(__m256i low, __m256i high, 
                              8);
 }
 
-// The bilinear walk over `count` pixels (a multiple of 8) whose four taps all
-// lie inside. The colour bytes are taken as 16-bit lanes: those of pixels
-// 0, 1, 4, 5 in one register and 2, 3, 6, 7 in the other, each pixel's weight
-// spread over its four lanes to match.
+// The bilinear walk over `count` pixels (at least 8) whose four taps all lie
+// inside. The colour bytes are taken as 16-bit lanes: those of pixels 0, 1,
+// 4, 5 in one register ("lo") and 2, 3, 6, 7 in the other ("hi"), each
+// pixel's weights spread over its four lanes to match. Taps one pixel apart
+// are read as one eight-byte gather per pair, which halves the gathered
+// elements (a 3-byte pair reads two bytes past it: the caller keeps the run two
+// pixels off the row's end).
 template <int Bpp>
 __attribute__((target("avx2"))) void BilinearAvx2(const uint8_t* bits, int32_t stride, Walk w, int s, int count,
                                                   uint8_t* out) {
-    Lanes x = StartLanes(w.x, w.dx), y = StartLanes(w.y, w.dy);
     const __m256i strideV = _mm256_set1_epi32(stride);
     const uint8_t* b00 = bits;
     const uint8_t* b10 = bits + long(s) * Bpp;
@@ -634,61 +669,99 @@ __attribute__((target("avx2"))) void BilinearAvx2(const uint8_t* bits, int32_t s
                                               0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1);
     const __m256i spreadHi = _mm256_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1,  //
                                               8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1);
-    for (int c = 0; c < count; c += 8, out += 32) {
+    // Pairs: the first and the second pixel of each 8-byte read, as 16-bit lanes.
+    const __m256i first = Bpp == 4 ? _mm256_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1,  //
+                                                      0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1)
+                                   : _mm256_setr_epi8(0, -1, 1, -1, 2, -1, -1, -1, 8, -1, 9, -1, 10, -1, -1, -1,  //
+                                                      0, -1, 1, -1, 2, -1, -1, -1, 8, -1, 9, -1, 10, -1, -1, -1);
+    const __m256i second = Bpp == 4 ? _mm256_setr_epi8(4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1,  //
+                                                       4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1)
+                                    : _mm256_setr_epi8(3, -1, 4, -1, 5, -1, -1, -1, 11, -1, 12, -1, 13, -1, -1, -1,  //
+                                                       3, -1, 4, -1, 5, -1, -1, -1, 11, -1, 12, -1, 13, -1, -1, -1);
+    const __m256i pairOrder = _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7);
+    EachChunk(w, count, [&](int c, const Lanes& x, const Lanes& y) __attribute__((target("avx2"))) {
+        Prefetch<Bpp>(bits, stride, w, c, count, s);
         const __m256i at = Offsets<Bpp>(_mm256_srai_epi32(x.high, 8), _mm256_srai_epi32(y.high, 8), strideV);
         const __m256i wx = _mm256_and_si256(x.high, weight), wy = _mm256_and_si256(y.high, weight);
-        const __m256i p00 = Fetch<Bpp>(b00, at), p10 = Fetch<Bpp>(b10, at);
-        const __m256i p01 = Fetch<Bpp>(b01, at), p11 = Fetch<Bpp>(b11, at);
         const __m256i wxLo = _mm256_shuffle_epi8(wx, spreadLo), wxHi = _mm256_shuffle_epi8(wx, spreadHi);
         const __m256i wyLo = _mm256_shuffle_epi8(wy, spreadLo), wyHi = _mm256_shuffle_epi8(wy, spreadHi);
-        const __m256i lowLo = Lerp(_mm256_unpacklo_epi8(p00, zero), _mm256_unpacklo_epi8(p10, zero), wxLo);
-        const __m256i lowHi = Lerp(_mm256_unpackhi_epi8(p00, zero), _mm256_unpackhi_epi8(p10, zero), wxHi);
-        const __m256i highLo = Lerp(_mm256_unpacklo_epi8(p01, zero), _mm256_unpacklo_epi8(p11, zero), wxLo);
-        const __m256i highHi = Lerp(_mm256_unpackhi_epi8(p01, zero), _mm256_unpackhi_epi8(p11, zero), wxHi);
+        __m256i lowLo, lowHi, highLo, highHi;
+        if (s == 1) {
+            const __m256i paired = _mm256_permutevar8x32_epi32(at, pairOrder);
+            const __m128i lo = _mm256_castsi256_si128(paired), hi = _mm256_extracti128_si256(paired, 1);
+            const auto* top = reinterpret_cast<const long long*>(b00);
+            const auto* bottom = reinterpret_cast<const long long*>(b01);
+            const __m256i topLo = _mm256_i32gather_epi64(top, lo, 1), topHi = _mm256_i32gather_epi64(top, hi, 1);
+            const __m256i bottomLo = _mm256_i32gather_epi64(bottom, lo, 1);
+            const __m256i bottomHi = _mm256_i32gather_epi64(bottom, hi, 1);
+            lowLo = Lerp(_mm256_shuffle_epi8(topLo, first), _mm256_shuffle_epi8(topLo, second), wxLo);
+            lowHi = Lerp(_mm256_shuffle_epi8(topHi, first), _mm256_shuffle_epi8(topHi, second), wxHi);
+            highLo = Lerp(_mm256_shuffle_epi8(bottomLo, first), _mm256_shuffle_epi8(bottomLo, second), wxLo);
+            highHi = Lerp(_mm256_shuffle_epi8(bottomHi, first), _mm256_shuffle_epi8(bottomHi, second), wxHi);
+        } else {
+            const __m256i p00 = Fetch<Bpp>(b00, at), p10 = Fetch<Bpp>(b10, at);
+            const __m256i p01 = Fetch<Bpp>(b01, at), p11 = Fetch<Bpp>(b11, at);
+            lowLo = Lerp(_mm256_unpacklo_epi8(p00, zero), _mm256_unpacklo_epi8(p10, zero), wxLo);
+            lowHi = Lerp(_mm256_unpackhi_epi8(p00, zero), _mm256_unpackhi_epi8(p10, zero), wxHi);
+            highLo = Lerp(_mm256_unpacklo_epi8(p01, zero), _mm256_unpacklo_epi8(p11, zero), wxLo);
+            highHi = Lerp(_mm256_unpackhi_epi8(p01, zero), _mm256_unpackhi_epi8(p11, zero), wxHi);
+        }
         __m256i result = _mm256_packus_epi16(Blend(lowLo, highLo, wyLo), Blend(lowHi, highHi, wyHi));
         if (Bpp == 3) result = _mm256_or_si256(result, _mm256_set1_epi32(int32_t(0xFF000000u)));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), result);
-        Advance(x);
-        Advance(y);
-    }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * c), result);
+    });
 }
 #endif
 
-// One destination row: the plain walk, or with `vectors` the run of pixels
-// known to lie inside (in 32-bit offsets) by the vector walk and the rest plainly.
+// One destination row's walk: first sample, step and tap spacing.
+struct RowWalk {
+    Walk walk;
+    int s;
+    uint8_t* out;
+};
+
+// Columns [from, to) of one destination row, plainly.
 template <int Bpp>
-void DrawWalk(const uint8_t* bits, long stride, int sw, int sh, const Walk& w, int s, bool nearest, int width,
-              const uint8_t* outside, bool vectors, uint8_t* out) {
-    auto plain = [&](int from, int to) {
-        if (from >= to) return;
-        if (nearest)
-            NearestWalk<Bpp>(bits, stride, sw, sh, At(w, from), to - from, outside, out + 4 * from);
-        else
-            BilinearWalk<Bpp>(bits, stride, sw, sh, At(w, from), s, to - from, outside, out + 4 * from);
-    };
+void PlainWalk(const uint8_t* bits, long stride, int sw, int sh, const RowWalk& r, bool nearest, int from, int to,
+               const uint8_t* outside) {
+    if (from >= to) return;
+    if (nearest)
+        NearestWalk<Bpp>(bits, stride, sw, sh, At(r.walk, from), to - from, outside, r.out + 4 * from);
+    else
+        BilinearWalk<Bpp>(bits, stride, sw, sh, At(r.walk, from), r.s, to - from, outside, r.out + 4 * from);
+}
+
+// One destination row: with `vectors` the run of pixels known to lie inside
+// (in 32-bit offsets) by the vector walk and the rest plainly, else all plainly.
+template <int Bpp>
+void DrawRow(const uint8_t* bits, long stride, int sw, int sh, const RowWalk& r, bool nearest, int width,
+             const uint8_t* outside, bool vectors) {
 #if GS_AVX2
     if (vectors) {
-        // A 3-byte pixel is read as four bytes: the last column is left to the
-        // plain walk so that no read passes the picture's last byte.
+        // A 3-byte pixel is read as four bytes (a pair one pixel apart as
+        // eight): the last column is left to the plain walk so that no read
+        // passes the row's end.
         const int64_t columns = Bpp == 4 ? sw : sw - 1;
         const int64_t half = int64_t(1) << (kFix - 1);
+        const Walk& w = r.walk;
         const Span span = nearest ? InsideSpan(Walk{w.x + half, w.y + half, w.dx, w.dy}, width, columns - 1, sh - 1)
-                                  : InsideSpan(w, width, columns - 1 - s, int64_t(sh) - 1 - s);
-        const int count = (span.end - span.first) & ~7;
-        if (count > 0) {
-            plain(0, span.first);
+                                  : InsideSpan(w, width, columns - 1 - r.s, int64_t(sh) - 1 - r.s);
+        if (span.end - span.first >= 8) {
+            PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, 0, span.first, outside);
             if (nearest)
-                NearestAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), count, out + 4 * span.first);
+                NearestAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), span.end - span.first,
+                                 r.out + 4 * span.first);
             else
-                BilinearAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), s, count, out + 4 * span.first);
-            plain(span.first + count, width);
+                BilinearAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), r.s, span.end - span.first,
+                                  r.out + 4 * span.first);
+            PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, span.end, width, outside);
             return;
         }
     }
 #else
     (void)vectors;
 #endif
-    plain(0, width);
+    PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, 0, width, outside);
 }
 
 // With `vectors` false only the plain walks run (as in a build without them).
@@ -734,6 +807,7 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
     const Point tl = place(-halfW - t1, halfH + t2);
     const Point tr = place(halfW + t1, halfH - t2);
 
+    const bool nearest = quality <= 49;
     for (int d = rows.first; d < rows.end; d += rows.step) {
         uint8_t* out = dest->bits + destStride * d;
         const double v = (d + 0.5 + rowShift) / dh;
@@ -750,7 +824,6 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
 
         const double positionLimit = double(1 << 30), stepLimit = double(1 << 20);
         const int64_t dx = ToFix(stepX, stepLimit), dy = ToFix(stepY, stepLimit);
-        const bool nearest = quality <= 49;
         // Bilinear between four pixels spaced by s: above a shrink of two the
         // taps spread out, a cheap prefilter. The pair is centred on the sample.
         int s = 1;
@@ -760,11 +833,11 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
             s = std::max(1, std::abs(int(std::min(step * 0.5, double(kLimit)))));
             centre = (s - 1) * 0.5;
         }
-        const Walk walk{ToFix(x0 - centre, positionLimit), ToFix(y0 - centre, positionLimit), dx, dy};
+        const RowWalk row{{ToFix(x0 - centre, positionLimit), ToFix(y0 - centre, positionLimit), dx, dy}, s, out};
         if (bpp == 4)
-            DrawWalk<4>(source->bits, sourceStride, sw, sh, walk, s, nearest, dw, outside, vectors, out);
+            DrawRow<4>(source->bits, sourceStride, sw, sh, row, nearest, dw, outside, vectors);
         else
-            DrawWalk<3>(source->bits, sourceStride, sw, sh, walk, s, nearest, dw, outside, vectors, out);
+            DrawRow<3>(source->bits, sourceStride, sw, sh, row, nearest, dw, outside, vectors);
     }
     return true;
 }
