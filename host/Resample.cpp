@@ -438,6 +438,10 @@ bool CropRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality
 }
 
 // ---------------------------------------------------------------- FilterRot
+//
+// The walks have AVX2 forms for the run of each row whose taps all lie inside
+// the picture; they give the same bytes as the plain walks, which draw the
+// rest of the row, and everything in builds without the vector forms.
 
 struct Point {
     double x, y;
@@ -601,13 +605,13 @@ __attribute__((target("avx2"))) inline void EachChunk(const Walk& w, int count, 
 
 // A rolled walk crosses a source row every few pixels, each time on another
 // page, where the processor's own prefetching does not follow: the pixels
-// kAhead on (two points a chunk, and the row `down` below them) are asked for
+// kAhead on (four points a chunk, and the row `down` below them) are asked for
 // while this chunk is drawn.
 constexpr int kAhead = 64;
 
 template <int Bpp>
 inline void Prefetch(const uint8_t* bits, int32_t stride, const Walk& w, int c, int count, int down) {
-    for (int k = 0; k < 8; k += 4) {
+    for (int k = 0; k < 8; k += 2) {
         const int64_t f = std::min(c + kAhead + k, count - 1);
         const uint8_t* p = bits + ((w.y + f * w.dy) >> kFix) * stride + ((w.x + f * w.dx) >> kFix) * Bpp;
         __builtin_prefetch(p);
@@ -653,8 +657,8 @@ __attribute__((target("avx2"))) inline __m256i Blend(__m256i low, __m256i high, 
 // 4, 5 in one register ("lo") and 2, 3, 6, 7 in the other ("hi"), each
 // pixel's weights spread over its four lanes to match. Taps one pixel apart
 // are read as one eight-byte gather per pair, which halves the gathered
-// elements (a 3-byte pair reads two bytes past it: the caller keeps the run two
-// pixels off the row's end).
+// elements (a 3-byte pair reads two bytes past it, within the row as long as
+// the right tap is not the row's last pixel).
 template <int Bpp>
 __attribute__((target("avx2"))) void BilinearAvx2(const uint8_t* bits, int32_t stride, Walk w, int s, int count,
                                                   uint8_t* out) {
