@@ -500,6 +500,10 @@ bool CropRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality
 }
 
 // ---------------------------------------------------------------- FilterRot
+//
+// The walks have AVX2 forms for the run of each row whose taps all lie inside
+// the picture; they give the same bytes as the plain walks, which draw the
+// rest of the row, and everything in builds without the vector forms.
 
 struct Point {
     double x, y;
@@ -567,8 +571,268 @@ void BilinearWalk(const uint8_t* bits, long stride, int sw, int sh, Walk w, int 
     }
 }
 
+inline Walk At(const Walk& w, int c) { return Walk{w.x + c * w.dx, w.y + c * w.dy, w.dx, w.dy}; }
+
+#if GS_AVX2
+// The columns [first, end) of a row whose samples all lie where the vector
+// walks may read without checks.
+struct Span {
+    int first, end;
+};
+
+// Narrows `span` to the columns c with a + c * d >= 0 (a set of consecutive
+// columns, as a + c * d is linear in c).
+void KeepNonNegative(int64_t a, int64_t d, Span& span) {
+    if (d > 0) {
+        if (a < 0) span.first = int(std::min<int64_t>(std::max<int64_t>(span.first, (-a + d - 1) / d), span.end));
+    } else if (d < 0) {
+        span.end = a < 0 ? span.first : int(std::max<int64_t>(std::min<int64_t>(span.end, a / -d + 1), span.first));
+    } else if (a < 0) {
+        span.end = span.first;
+    }
+}
+
+// The columns of `width` whose pixel indices (position >> kFix) stay within
+// 0 .. xMax and 0 .. yMax; empty when a bound is negative.
+Span InsideSpan(const Walk& w, int width, int64_t xMax, int64_t yMax) {
+    Span span{0, width};
+    if (xMax < 0 || yMax < 0) return Span{0, 0};
+    const int64_t one = int64_t(1) << kFix;
+    KeepNonNegative(w.x, w.dx, span);
+    KeepNonNegative(w.y, w.dy, span);
+    KeepNonNegative((xMax + 1) * one - 1 - w.x, -w.dx, span);
+    KeepNonNegative((yMax + 1) * one - 1 - w.y, -w.dy, span);
+    return span;
+}
+
+// The vector walks take eight destination pixels at a time. A position runs in
+// two 32-bit lanes: `high` is the position >> 16 (the pixel index above 8 bits
+// of weight) and `low` the 16 bits below it, which carry into `high` as the
+// walk steps on: the same sums as the 64-bit walk, while the pixels lie inside.
+struct Lanes {
+    __m256i high, low, stepHigh, stepLow;
+};
+
+__attribute__((target("avx2"))) inline Lanes StartLanes(int64_t start, int64_t step) {
+    alignas(32) int32_t high[8], low[8];
+    for (int i = 0; i < 8; ++i) {
+        const int64_t v = start + i * step;
+        high[i] = int32_t(v >> 16);
+        low[i] = int32_t(v & 0xFFFF);
+    }
+    const int64_t eight = 8 * step;
+    return Lanes{_mm256_load_si256(reinterpret_cast<const __m256i*>(high)),
+                 _mm256_load_si256(reinterpret_cast<const __m256i*>(low)), _mm256_set1_epi32(int32_t(eight >> 16)),
+                 _mm256_set1_epi32(int32_t(eight & 0xFFFF))};
+}
+
+__attribute__((target("avx2"))) inline void Advance(Lanes& l) {
+    const __m256i low = _mm256_add_epi32(l.low, l.stepLow);
+    l.high = _mm256_add_epi32(_mm256_add_epi32(l.high, l.stepHigh), _mm256_srli_epi32(low, 16));
+    l.low = _mm256_and_si256(low, _mm256_set1_epi32(0xFFFF));
+}
+
+// Byte offsets of the eight pixels (x, y) from the picture's start.
+template <int Bpp>
+__attribute__((target("avx2"))) inline __m256i Offsets(__m256i x, __m256i y, __m256i stride) {
+    const __m256i across = Bpp == 4 ? _mm256_slli_epi32(x, 2) : _mm256_add_epi32(x, _mm256_slli_epi32(x, 1));
+    return _mm256_add_epi32(_mm256_mullo_epi32(y, stride), across);
+}
+
+// Gathers four bytes at each offset; for 3-byte pixels the fourth byte is the
+// next pixel's, replaced by the opaque alpha.
+template <int Bpp>
+__attribute__((target("avx2"))) inline __m256i Fetch(const uint8_t* base, __m256i offsets) {
+    const __m256i p = _mm256_i32gather_epi32(reinterpret_cast<const int*>(base), offsets, 1);
+    return Bpp == 4 ? p : _mm256_or_si256(p, _mm256_set1_epi32(int32_t(0xFF000000u)));
+}
+
+// Runs `chunk(c, x, y)` over the eight-pixel chunks of `count` (at least 8)
+// pixels from c = 0 with the lanes of positions c .. c + 7; a last partial
+// chunk is drawn as the last eight pixels, again over some of the one before.
+template <typename Chunk>
+__attribute__((target("avx2"))) inline void EachChunk(const Walk& w, int count, Chunk chunk) {
+    Lanes x = StartLanes(w.x, w.dx), y = StartLanes(w.y, w.dy);
+    int c = 0;
+    for (; c + 8 <= count; c += 8) {
+        chunk(c, x, y);
+        Advance(x);
+        Advance(y);
+    }
+    if (c < count) {
+        const Walk last = At(w, count - 8);
+        chunk(count - 8, StartLanes(last.x, last.dx), StartLanes(last.y, last.dy));
+    }
+}
+
+// A rolled walk crosses a source row every few pixels, each time on another
+// page, where the processor's own prefetching does not follow: the pixels
+// kAhead on (four points a chunk, and the row `down` below them) are asked for
+// while this chunk is drawn.
+constexpr int kAhead = 64;
+
+template <int Bpp>
+inline void Prefetch(const uint8_t* bits, int32_t stride, const Walk& w, int c, int count, int down) {
+    for (int k = 0; k < 8; k += 2) {
+        const int64_t f = std::min(c + kAhead + k, count - 1);
+        const uint8_t* p = bits + ((w.y + f * w.dy) >> kFix) * stride + ((w.x + f * w.dx) >> kFix) * Bpp;
+        __builtin_prefetch(p);
+        if (down) __builtin_prefetch(p + long(down) * stride);
+    }
+}
+
+// The nearest walk over `count` pixels (at least 8) that lie inside.
+template <int Bpp>
+__attribute__((target("avx2"))) void NearestAvx2(const uint8_t* bits, int32_t stride, Walk w, int count,
+                                                 uint8_t* out) {
+    const int64_t half = int64_t(1) << (kFix - 1);
+    const __m256i strideV = _mm256_set1_epi32(stride);
+    const Walk centred{w.x + half, w.y + half, w.dx, w.dy};
+    EachChunk(centred, count, [&](int c, const Lanes& x, const Lanes& y) __attribute__((target("avx2"))) {
+        Prefetch<Bpp>(bits, stride, centred, c, count, 0);
+        const __m256i at = Offsets<Bpp>(_mm256_srai_epi32(x.high, 8), _mm256_srai_epi32(y.high, 8), strideV);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * c), Fetch<Bpp>(bits, at));
+    });
+}
+
+// 256 a + w (b - a), that is a (256 - w) + b w, for 16-bit lanes holding
+// bytes a and b and a weight of 0 .. 255: the result (at most 65280) is exact
+// in unsigned 16 bits although the product is taken signed.
+__attribute__((target("avx2"))) inline __m256i Lerp(__m256i a, __m256i b, __m256i w) {
+    return _mm256_add_epi16(_mm256_slli_epi16(a, 8), _mm256_mullo_epi16(_mm256_sub_epi16(b, a), w));
+}
+
+// (low (256 - w) + high w + 32768) >> 16 for 16-bit lanes, without leaving
+// them: with low = 256 lh + ll and high = 256 hh + hl the sum is 256 H + L,
+// H = lh (256 - w) + hh w and L = ll (256 - w) + hl w, and the rounded shift
+// is (H + (L >> 8) + 128) >> 8, which stays below 65536 as the result is a byte.
+__attribute__((target("avx2"))) inline __m256i Blend(__m256i low, __m256i high, __m256i w) {
+    const __m256i byte = _mm256_set1_epi16(0xFF);
+    const __m256i h = Lerp(_mm256_srli_epi16(low, 8), _mm256_srli_epi16(high, 8), w);
+    const __m256i l = Lerp(_mm256_and_si256(low, byte), _mm256_and_si256(high, byte), w);
+    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(h, _mm256_srli_epi16(l, 8)), _mm256_set1_epi16(128)),
+                             8);
+}
+
+// The bilinear walk over `count` pixels (at least 8) whose four taps all lie
+// inside. The colour bytes are taken as 16-bit lanes: those of pixels 0, 1,
+// 4, 5 in one register ("lo") and 2, 3, 6, 7 in the other ("hi"), each
+// pixel's weights spread over its four lanes to match. Taps one pixel apart
+// are read as one eight-byte gather per pair, which halves the gathered
+// elements (a 3-byte pair reads two bytes past it, within the row as long as
+// the right tap is not the row's last pixel).
+template <int Bpp>
+__attribute__((target("avx2"))) void BilinearAvx2(const uint8_t* bits, int32_t stride, Walk w, int s, int count,
+                                                  uint8_t* out) {
+    const __m256i strideV = _mm256_set1_epi32(stride);
+    const uint8_t* b00 = bits;
+    const uint8_t* b10 = bits + long(s) * Bpp;
+    const uint8_t* b01 = bits + long(s) * stride;
+    const uint8_t* b11 = b01 + long(s) * Bpp;
+    const __m256i weight = _mm256_set1_epi32(0xFF);
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i spreadLo = _mm256_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1,  //
+                                              0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1);
+    const __m256i spreadHi = _mm256_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1,  //
+                                              8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1);
+    // Pairs: the first and the second pixel of each 8-byte read, as 16-bit lanes.
+    const __m256i first = Bpp == 4 ? _mm256_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1,  //
+                                                      0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1)
+                                   : _mm256_setr_epi8(0, -1, 1, -1, 2, -1, -1, -1, 8, -1, 9, -1, 10, -1, -1, -1,  //
+                                                      0, -1, 1, -1, 2, -1, -1, -1, 8, -1, 9, -1, 10, -1, -1, -1);
+    const __m256i second = Bpp == 4 ? _mm256_setr_epi8(4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1,  //
+                                                       4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1)
+                                    : _mm256_setr_epi8(3, -1, 4, -1, 5, -1, -1, -1, 11, -1, 12, -1, 13, -1, -1, -1,  //
+                                                       3, -1, 4, -1, 5, -1, -1, -1, 11, -1, 12, -1, 13, -1, -1, -1);
+    const __m256i pairOrder = _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7);
+    EachChunk(w, count, [&](int c, const Lanes& x, const Lanes& y) __attribute__((target("avx2"))) {
+        Prefetch<Bpp>(bits, stride, w, c, count, s);
+        const __m256i at = Offsets<Bpp>(_mm256_srai_epi32(x.high, 8), _mm256_srai_epi32(y.high, 8), strideV);
+        const __m256i wx = _mm256_and_si256(x.high, weight), wy = _mm256_and_si256(y.high, weight);
+        const __m256i wxLo = _mm256_shuffle_epi8(wx, spreadLo), wxHi = _mm256_shuffle_epi8(wx, spreadHi);
+        const __m256i wyLo = _mm256_shuffle_epi8(wy, spreadLo), wyHi = _mm256_shuffle_epi8(wy, spreadHi);
+        __m256i lowLo, lowHi, highLo, highHi;
+        if (s == 1) {
+            const __m256i paired = _mm256_permutevar8x32_epi32(at, pairOrder);
+            const __m128i lo = _mm256_castsi256_si128(paired), hi = _mm256_extracti128_si256(paired, 1);
+            const auto* top = reinterpret_cast<const long long*>(b00);
+            const auto* bottom = reinterpret_cast<const long long*>(b01);
+            const __m256i topLo = _mm256_i32gather_epi64(top, lo, 1), topHi = _mm256_i32gather_epi64(top, hi, 1);
+            const __m256i bottomLo = _mm256_i32gather_epi64(bottom, lo, 1);
+            const __m256i bottomHi = _mm256_i32gather_epi64(bottom, hi, 1);
+            lowLo = Lerp(_mm256_shuffle_epi8(topLo, first), _mm256_shuffle_epi8(topLo, second), wxLo);
+            lowHi = Lerp(_mm256_shuffle_epi8(topHi, first), _mm256_shuffle_epi8(topHi, second), wxHi);
+            highLo = Lerp(_mm256_shuffle_epi8(bottomLo, first), _mm256_shuffle_epi8(bottomLo, second), wxLo);
+            highHi = Lerp(_mm256_shuffle_epi8(bottomHi, first), _mm256_shuffle_epi8(bottomHi, second), wxHi);
+        } else {
+            const __m256i p00 = Fetch<Bpp>(b00, at), p10 = Fetch<Bpp>(b10, at);
+            const __m256i p01 = Fetch<Bpp>(b01, at), p11 = Fetch<Bpp>(b11, at);
+            lowLo = Lerp(_mm256_unpacklo_epi8(p00, zero), _mm256_unpacklo_epi8(p10, zero), wxLo);
+            lowHi = Lerp(_mm256_unpackhi_epi8(p00, zero), _mm256_unpackhi_epi8(p10, zero), wxHi);
+            highLo = Lerp(_mm256_unpacklo_epi8(p01, zero), _mm256_unpacklo_epi8(p11, zero), wxLo);
+            highHi = Lerp(_mm256_unpackhi_epi8(p01, zero), _mm256_unpackhi_epi8(p11, zero), wxHi);
+        }
+        __m256i result = _mm256_packus_epi16(Blend(lowLo, highLo, wyLo), Blend(lowHi, highHi, wyHi));
+        if (Bpp == 3) result = _mm256_or_si256(result, _mm256_set1_epi32(int32_t(0xFF000000u)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * c), result);
+    });
+}
+#endif
+
+// One destination row's walk: first sample, step and tap spacing.
+struct RowWalk {
+    Walk walk;
+    int s;
+    uint8_t* out;
+};
+
+// Columns [from, to) of one destination row, plainly.
+template <int Bpp>
+void PlainWalk(const uint8_t* bits, long stride, int sw, int sh, const RowWalk& r, bool nearest, int from, int to,
+               const uint8_t* outside) {
+    if (from >= to) return;
+    if (nearest)
+        NearestWalk<Bpp>(bits, stride, sw, sh, At(r.walk, from), to - from, outside, r.out + 4 * from);
+    else
+        BilinearWalk<Bpp>(bits, stride, sw, sh, At(r.walk, from), r.s, to - from, outside, r.out + 4 * from);
+}
+
+// One destination row: with `vectors` the run of pixels known to lie inside
+// (in 32-bit offsets) by the vector walk and the rest plainly, else all plainly.
+template <int Bpp>
+void DrawRow(const uint8_t* bits, long stride, int sw, int sh, const RowWalk& r, bool nearest, int width,
+             const uint8_t* outside, bool vectors) {
+#if GS_AVX2
+    if (vectors) {
+        // A 3-byte pixel is read as four bytes (a pair one pixel apart as
+        // eight): the last column is left to the plain walk so that no read
+        // passes the row's end.
+        const int64_t columns = Bpp == 4 ? sw : sw - 1;
+        const int64_t half = int64_t(1) << (kFix - 1);
+        const Walk& w = r.walk;
+        const Span span = nearest ? InsideSpan(Walk{w.x + half, w.y + half, w.dx, w.dy}, width, columns - 1, sh - 1)
+                                  : InsideSpan(w, width, columns - 1 - r.s, int64_t(sh) - 1 - r.s);
+        if (span.end - span.first >= 8) {
+            PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, 0, span.first, outside);
+            if (nearest)
+                NearestAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), span.end - span.first,
+                                 r.out + 4 * span.first);
+            else
+                BilinearAvx2<Bpp>(bits, int32_t(stride), At(w, span.first), r.s, span.end - span.first,
+                                  r.out + 4 * span.first);
+            PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, span.end, width, outside);
+            return;
+        }
+    }
+#else
+    (void)vectors;
+#endif
+    PlainWalk<Bpp>(bits, stride, sw, sh, r, nearest, 0, width, outside);
+}
+
+// With `vectors` false only the plain walks run (as in a build without them).
 bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality, int fieldSelector,
-             int offset, int stopRow) {
+             int offset, int stopRow, bool vectors = true) {
     if (!Usable(dest, source) || !CameraOk(cam)) return false;
     const int bpp = source->header->bitCount / 8;
     const int sw = source->header->width;
@@ -585,6 +849,10 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
     // destination row per phase.
     const double rowShift = rows.step == 1 ? 0.5 * rows.phase : 0.0;
     const uint8_t outside[4] = {kGrey, kGrey, kGrey, uint8_t(bpp == 4 ? 0 : 0xFF)};
+#if GS_AVX2
+    // The vector walks hold positions and byte offsets in 32 bits.
+    vectors = vectors && HaveAvx2() && sw < (1 << 22) && sh < (1 << 22) && sourceStride * sh < INT32_MAX;
+#endif
 
     // The camera's corners about its centre, made a trapezoid by the tilts:
     // tilt 1 widens the top edge and narrows the bottom one, tilt 2 lengthens
@@ -605,6 +873,7 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
     const Point tl = place(-halfW - t1, halfH + t2);
     const Point tr = place(halfW + t1, halfH - t2);
 
+    const bool nearest = quality <= 49;
     for (int d = rows.first; d < rows.end; d += rows.step) {
         uint8_t* out = dest->bits + destStride * d;
         const double v = (d + 0.5 + rowShift) / dh;
@@ -621,24 +890,20 @@ bool RotRows(CDIB* dest, CDIB* source, const Camera& cam, int part, int quality,
 
         const double positionLimit = double(1 << 30), stepLimit = double(1 << 20);
         const int64_t dx = ToFix(stepX, stepLimit), dy = ToFix(stepY, stepLimit);
-        if (quality <= 49) {
-            const Walk walk{ToFix(x0, positionLimit), ToFix(y0, positionLimit), dx, dy};
-            if (bpp == 4)
-                NearestWalk<4>(source->bits, sourceStride, sw, sh, walk, dw, outside, out);
-            else
-                NearestWalk<3>(source->bits, sourceStride, sw, sh, walk, dw, outside, out);
-            continue;
-        }
         // Bilinear between four pixels spaced by s: above a shrink of two the
         // taps spread out, a cheap prefilter. The pair is centred on the sample.
-        const double step = std::sqrt(stepX * stepX + stepY * stepY);
-        const int s = std::max(1, std::abs(int(std::min(step * 0.5, double(kLimit)))));
-        const double centre = (s - 1) * 0.5;
-        const Walk walk{ToFix(x0 - centre, positionLimit), ToFix(y0 - centre, positionLimit), dx, dy};
+        int s = 1;
+        double centre = 0.0;
+        if (!nearest) {
+            const double step = std::sqrt(stepX * stepX + stepY * stepY);
+            s = std::max(1, std::abs(int(std::min(step * 0.5, double(kLimit)))));
+            centre = (s - 1) * 0.5;
+        }
+        const RowWalk row{{ToFix(x0 - centre, positionLimit), ToFix(y0 - centre, positionLimit), dx, dy}, s, out};
         if (bpp == 4)
-            BilinearWalk<4>(source->bits, sourceStride, sw, sh, walk, s, dw, outside, out);
+            DrawRow<4>(source->bits, sourceStride, sw, sh, row, nearest, dw, outside, vectors);
         else
-            BilinearWalk<3>(source->bits, sourceStride, sw, sh, walk, s, dw, outside, out);
+            DrawRow<3>(source->bits, sourceStride, sw, sh, row, nearest, dw, outside, vectors);
     }
     return true;
 }
@@ -665,6 +930,12 @@ bool CDIB::FilterRot(CDIB* source, float left, float bottom, float width, float 
                      float tilt1, float tilt2, int part, int quality, int fieldSelector) {
     return RotRows(this, source, Camera{left, bottom, width, height, angle, tilt1, tilt2}, part, quality,
                    fieldSelector, gMultiProcOffset, INT_MAX);
+}
+
+bool FilterRotPlain(CDIB* dest, CDIB* source, float left, float bottom, float width, float height, float angle,
+                    float tilt1, float tilt2, int part, int quality, int fieldSelector) {
+    return RotRows(dest, source, Camera{left, bottom, width, height, angle, tilt1, tilt2}, part, quality,
+                   fieldSelector, gMultiProcOffset, INT_MAX, false);
 }
 
 void mfThreadFunc(void* block) {

@@ -31,6 +31,11 @@ constexpr int kFilterJobBlockBytes = 256;
 // The worker's job: draws the band described by the FilterJob at `block`.
 void mfThreadFunc(void* block);
 
+// CDIB::FilterRot drawn with its plain loops alone, as a build without the
+// vector forms draws it: the same bytes, slower. For comparisons.
+bool FilterRotPlain(CDIB* dest, CDIB* source, float left, float bottom, float width, float height, float angle,
+                    float tilt1, float tilt2, int part, int quality, int fieldSelector);
+
 // The exact area filter, a quality level beyond the kept filters: each
 // destination pixel is the average of the picture over exactly the camera's
 // footprint of that pixel (outside the picture the outside grey), with weights
