@@ -318,13 +318,15 @@ def main():
         print(f"endtoend: {TIME} is missing (Debian: time); skipped")
         return 0
     # Settings of our own: the picture unsqueezed ("VideoColors" off), so that
-    # raw frames are compared with the picture as it is. The file needs its
+    # raw frames are compared with the picture as it is, and an even pace
+    # between keys ("EaseType" 3), the pace the camera lists are made with
+    # (the roll follows the setting, not the keys). The file needs its
     # "[Glimmerstroll]" header: a settings file without the program's name is
-    # taken for another program's and read as empty (VideoColors then on).
+    # taken for another program's and read as empty.
     config = os.path.join(work, "config")
     os.makedirs(config, exist_ok=True)
     with open(os.path.join(config, "Glimmerstroll"), "w", newline="") as f:
-        f.write("[Glimmerstroll]\r\nVideoColors=0\r\n")
+        f.write("[Glimmerstroll]\r\nVideoColors=0\r\nEaseType=3\r\n")
     os.environ["XDG_CONFIG_HOME"] = config
     w, h = Image.open(PHOTO).size
     job = {}
