@@ -672,8 +672,9 @@ bool ShowFromJson(const std::string& text, ShowDescription& show, std::string& e
     Json root;
     try {
         root = Json::parse(text);
-    } catch (const Json::parse_error& e) {
-        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
+    } catch (const Json::exception& e) {
+        // "[json.exception.parse_error.101] parse error at line 3, column 5: ...",
+        // "[json.exception.out_of_range.406] number overflow parsing '1e999'"
         std::string what = e.what();
         const size_t at = what.find("] ");
         if (at != std::string::npos) what = what.substr(at + 2);

@@ -203,6 +203,7 @@ TEST(ShowJson, BadJsonNamesTheFieldOrThePlace) {
         {"{\"trailerBytes\": \"00\"}", "trailerBytes: expected 40 hexadecimal digits"},
         {"[1, 2]", "expected an object"},
         {"{\"pictures\": [{\"reference\": \"\xFF\"}]}", "malformed JSON"},
+        {"{\"pictures\": [{\"keys\": [{\"time\": 4e4444}]}]}", "malformed JSON: number overflow"},
     };
     for (const auto& c : cases) {
         ShowDescription show;
